@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/base/KXFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+KXFile::KXFile(const String& path, bool closeOnDestroy, bool noFollow)
+    : path_(path), closeOnDestroy_(closeOnDestroy), noFollow_(noFollow) {}
+
+KXFile::~KXFile() {
+  if (closeOnDestroy_) static_cast<void>(close());
+}
+
+XCode KXFile::open(int flags, unsigned permissions) {
+  static_cast<void>(close());
+  // O_NONBLOCK keeps the open of a FIFO from waiting for its other end; truncation waits until the file is known to be
+  // a regular one.
+  const int careful = noFollow_ ? O_NOFOLLOW | O_NONBLOCK : 0;
+  const int truncate = noFollow_ ? flags & O_TRUNC : 0;
+  const int descriptor = ::open(path_.c_str(), (flags & ~truncate) | careful | O_CLOEXEC, static_cast<mode_t>(permissions));
+  if (descriptor < 0) return XCode::fromErrno(errno);
+  descriptor_ = descriptor;
+  if (!noFollow_) return XCode();
+  struct stat status{};
+  XCode result;
+  if (fstat(descriptor_, &status) != 0) {
+    result = XCode::fromErrno(errno);
+  } else if (!S_ISREG(status.st_mode)) {
+    result = XCode::error("Not a regular file");
+  } else if (truncate != 0 && ftruncate(descriptor_, 0) != 0) {
+    result = XCode::fromErrno(errno);
+  }
+  if (result.isErr()) static_cast<void>(close());
+  return result;
+}
+
+XCode KXFile::write(std::string_view text) {
+  if (!isOpen()) return XCode::fromErrno(EBADF);
+  while (!text.empty()) {
+    const ssize_t written = ::write(descriptor_, text.data(), text.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return XCode::fromErrno(errno);
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return XCode();
+}
+
+XCode KXFile::writeF(const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  const String text = String::vformat(format, arguments);
+  va_end(arguments);
+  return write(text);
+}
+
+XCode KXFile::read(String& content, bool& endOfFile, std::size_t limit) {
+  content = String();
+  endOfFile = false;
+  if (!isOpen()) return XCode::fromErrno(EBADF);
+  char buffer[16384];
+  while (content.length() < limit) {
+    const ssize_t count = ::read(descriptor_, buffer, std::min(sizeof(buffer), limit - content.length()));
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return XCode::fromErrno(errno);
+    endOfFile = count == 0;
+    if (endOfFile) break;
+    content.append({buffer, static_cast<std::size_t>(count)});
+  }
+  return XCode();
+}
+
+XCode KXFile::close() {
+  if (!isOpen()) return XCode();
+  // After a failed close the descriptor is gone all the same.
+  return ::close(std::exchange(descriptor_, -1)) == 0 ? XCode() : XCode::fromErrno(errno);
+}

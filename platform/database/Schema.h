@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+// The tables of the device configuration database. Both operations run inside a transaction and report to it.
+namespace DB {
+
+class Connection;
+
+namespace Schema {
+
+void create(Connection& connection);
+// Every table must be there, as a table and not as a view or a virtual one, with its columns under any declared type
+// (types are checked value by value) and with id as its integer key. Further tables and columns are welcome.
+void verify(Connection& connection);
+
+}  // namespace Schema
+}  // namespace DB

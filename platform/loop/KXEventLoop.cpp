@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/loop/KXEventLoop.h"
+
+namespace {
+
+thread_local KXEventLoop* currentLoop = nullptr;
+
+}  // namespace
+
+KXEventLoop::KXEventLoop() : previous_(currentLoop), thread_(currentThread()) { currentLoop = this; }
+
+KXEventLoop::~KXEventLoop() { currentLoop = previous_; }
+
+KXEventLoop* KXEventLoop::current() { return currentLoop; }
+
+// Every thread has a variable of its own at an address of its own.
+const void* KXEventLoop::currentThread() { return &currentLoop; }
+
+void KXEventLoop::setService(const std::type_info& kind, void* service) {
+  for (auto& entry : services_) {
+    if (*entry.first == kind) {
+      entry.second = service;
+      return;
+    }
+  }
+  services_.emplace_back(&kind, service);
+}
+
+void* KXEventLoop::findService(const std::type_info& kind) const {
+  for (const auto& entry : services_) {
+    if (*entry.first == kind) return entry.second;
+  }
+  return nullptr;
+}
+
+// Defined here and not with the clock: the present belongs to the loop.
+KX::Clock KX::Clock::NOW() {
+  const KXEventLoop* loop = KXEventLoop::current();
+  return loop == nullptr ? system() : loop->now();
+}

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/base/String.h"
+
+namespace RTD {
+
+// Trace lines carry their level, other lines their kind.
+enum Kind : unsigned { TRACE_1 = 1, TRACE_2 = 2, TRACE_3 = 3, REFUSAL = 4, FAILURE = 5, SUCCESS = 6 };
+
+struct LogLine {
+  Kind kind;
+  const String& monitor;  // the monitor's name
+  const String& prefix;   // of the object that speaks; may be empty
+  const String& text;     // as it was logged, control characters and all
+};
+
+// Where log lines go. A sink must not log itself, and a line that it cannot write is lost without a word.
+class LogSink {
+ public:
+  virtual ~LogSink() = default;
+  virtual void write(const LogLine& line) = 0;
+};
+
+// Prefix and text made fit for a terminal or a file: control characters escaped, invalid UTF-8 replaced, and further
+// lines indented, so that none can be taken for a line of its own.
+String printable(const LogLine& line);
+
+// One line on stderr: time, monitor, kind, then prefix and text.
+class StderrSink final : public LogSink {
+ public:
+  void write(const LogLine& line) override;
+};
+
+// The system log, under the program's name: traces are debug, refusals and failures warnings, successes info. One such
+// sink a process, since the system log has one identity.
+class SyslogSink final : public LogSink {
+ public:
+  explicit SyslogSink(const String& program);
+  ~SyslogSink() override;
+  void write(const LogLine& line) override;
+
+ private:
+  String program_;
+};
+
+}  // namespace RTD

@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+namespace KX::Property {
+
+// The hash behind the index of large objects: SipHash-1-3 under a key that the kernel chose for this process. Keys come
+// from the network, and without the secret nobody can send a million that share a slot.
+std::uint64_t keyHash(std::string_view key);
+
+}  // namespace KX::Property

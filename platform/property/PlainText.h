@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstring>
+#include <limits>
+
+namespace KX::Property {
+
+// Finds where a JSON string needs more than copying: at a quotation mark, a backslash or a control character, and with
+// ASCII_ONLY at a byte beyond ASCII, too. Gives the end when nothing does. Reader and writer pass most of a document
+// through this, so it looks at a word at a time.
+template <bool ASCII_ONLY>
+const char* skipPlainText(const char* text, const char* end) {
+  using Word = std::size_t;
+  constexpr Word ONES = std::numeric_limits<Word>::max() / 0xff;
+  constexpr Word HIGH_BITS = ONES * 0x80;
+  Word word = 0;
+  while (static_cast<std::size_t>(end - text) >= sizeof(word)) {
+    std::memcpy(&word, text, sizeof(word));
+    // A byte of these is zero where the text has the character; subtracting one then borrows into its high bit.
+    const Word quotes = word ^ (ONES * '"');
+    const Word backslashes = word ^ (ONES * '\\');
+    Word found = ((quotes - ONES) & ~quotes) | ((backslashes - ONES) & ~backslashes) | ((word - ONES * 0x20) & ~word);
+    if (ASCII_ONLY) found |= word;
+    found &= HIGH_BITS;
+    if (found == 0) {
+      text += sizeof(word);
+    } else if constexpr (std::endian::native == std::endian::little) {
+      // A borrow can mark bytes wrongly, but only behind the first right one.
+      return text + std::countr_zero(found) / 8;
+    } else {
+      break;
+    }
+  }
+  const auto isPlain = [](char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte >= 0x20 && c != '"' && c != '\\' && !(ASCII_ONLY && byte >= 0x80);
+  };
+  while (text != end && isPlain(*text)) ++text;
+  return text;
+}
+
+}  // namespace KX::Property

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+#include <mutex>
+
+#include "platform/base/KXPtr.h"
+#include "platform/base/RefCounted.h"
+#include "platform/base/String.h"
+#include "platform/base/XCode.h"
+
+// Regular expressions that come from the network: matching takes time linear in the input for every expression.
+class KXRegEx {
+ public:
+  static constexpr std::size_t MAX_SOURCE_BYTES = 1024;
+
+  // A compiled expression. Shared and lockable: hold its lock (KXLockPtr) while reading the source and while matching.
+  class Pattern : public KX::RefCountedUnlessBeingDestroying {
+   public:
+    explicit Pattern(const String& source);
+    ~Pattern() override;
+    std::recursive_mutex& getLock() const { return lock_; }
+    const String& source() const { return source_; }
+    // Searches; nothing is anchored by itself. A pattern that did not compile matches nothing.
+    bool match(const String& text) const;
+    // What the compiler says, or that the source is too long: "too long".
+    XCode error() const;
+
+   private:
+    class Compiled;
+    mutable std::recursive_mutex lock_;
+    String source_;
+    std::unique_ptr<Compiled> compiled_;
+  };
+
+  // Null for an empty source only. An invalid or too long one compiles to a pattern that keeps its source and matches
+  // nothing, so that a refused rule selects nothing.
+  static KXPPtr<Pattern> COMPILE_EXPRESSION(const String& source);
+};

@@ -1,0 +1,207 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/time/Clock.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <ctime>
+#include <string_view>
+
+namespace {
+
+using Days = std::chrono::sys_days;
+
+constexpr std::int64_t MICROSECONDS = 1'000'000;
+constexpr std::int64_t SECONDS_PER_DAY = 86'400;
+// The calendar repeats itself after so many years.
+constexpr std::int64_t YEARS_PER_ERA = 400;
+constexpr std::int64_t DAYS_PER_ERA = 146'097;
+
+static_assert(sizeof(std::time_t) == sizeof(std::int64_t), "local time ends in 2038 where seconds have 32 bits");
+
+constexpr std::int64_t floorDivide(std::int64_t value, std::int64_t divisor) {
+  return value / divisor - (value % divisor < 0 ? 1 : 0);
+}
+
+Days toDays(std::int64_t days) { return Days(std::chrono::days(static_cast<int>(days))); }
+
+// Reads an RFC 3339 time piece by piece. From the first piece that does not fit, every other one is refused too.
+class TimeReader {
+ public:
+  explicit TimeReader(std::string_view text) : rest_(text) {}
+
+  bool isComplete() const { return good_ && rest_.empty(); }
+
+  // One character out of those given.
+  char oneOf(std::string_view allowed) {
+    good_ = good_ && !rest_.empty() && allowed.find(rest_.front()) != std::string_view::npos;
+    if (!good_) return '\0';
+    const char found = rest_.front();
+    rest_.remove_prefix(1);
+    return found;
+  }
+
+  int number(int digits, int largest) {
+    int value = 0;
+    for (int i = 0; i < digits; ++i) value = value * 10 + (oneOf(DIGITS) - '0');
+    good_ = good_ && value <= largest;
+    return value;
+  }
+
+  std::chrono::year_month_day date() {
+    const std::chrono::year year(number(4, 9999));
+    oneOf("-");
+    const std::chrono::month month(static_cast<unsigned>(number(2, 12)));
+    oneOf("-");
+    const std::chrono::day day(static_cast<unsigned>(number(2, 31)));
+    const std::chrono::year_month_day date = year / month / day;
+    good_ = good_ && date.ok();
+    return date;
+  }
+
+  // In seconds; a leap second counts as the one that follows it.
+  std::int64_t timeOfDay(bool& leapSecond) {
+    const int hours = number(2, 23);
+    oneOf(":");
+    const int minutes = number(2, 59);
+    oneOf(":");
+    const int seconds = number(2, 60);
+    leapSecond = seconds == 60;
+    return (hours * 60 + minutes) * 60 + seconds;
+  }
+
+  // In microseconds; the digits beyond are dropped. 0 where there is none.
+  std::int64_t fraction() {
+    if (rest_.empty() || rest_.front() != '.') return 0;
+    oneOf(".");
+    std::int64_t value = 0;
+    std::int64_t weight = MICROSECONDS;
+    do {
+      weight /= 10;
+      value += (oneOf(DIGITS) - '0') * weight;
+    } while (!rest_.empty() && DIGITS.find(rest_.front()) != std::string_view::npos);
+    return value;
+  }
+
+  // In seconds, positive to the east.
+  int offset() {
+    const char sign = oneOf("Zz+-");
+    if (sign != '+' && sign != '-') return 0;
+    const int hours = number(2, 23);
+    oneOf(":");
+    const int seconds = (hours * 60 + number(2, 59)) * 60;
+    return sign == '+' ? seconds : -seconds;
+  }
+
+ private:
+  static constexpr std::string_view DIGITS = "0123456789";
+
+  std::string_view rest_;
+  bool good_ = true;
+};
+
+// Leap seconds are put in where a month ends in UTC.
+bool isStartOfMonth(std::int64_t seconds) {
+  const std::chrono::year_month_day date(toDays(floorDivide(seconds, SECONDS_PER_DAY)));
+  return seconds % SECONDS_PER_DAY == 0 && date.day() == std::chrono::day(1);
+}
+
+bool readTime(std::string_view text, std::int64_t& microseconds) {
+  TimeReader reader(text);
+  const std::chrono::year_month_day date = reader.date();
+  reader.oneOf("Tt");
+  bool leapSecond = false;
+  const std::int64_t timeOfDay = reader.timeOfDay(leapSecond);
+  const std::int64_t fraction = reader.fraction();
+  const int offset = reader.offset();
+  if (!reader.isComplete()) return false;
+  const std::int64_t seconds = Days(date).time_since_epoch().count() * SECONDS_PER_DAY + timeOfDay - offset;
+  if (leapSecond && !isStartOfMonth(seconds)) return false;
+  microseconds = seconds * MICROSECONDS + fraction;
+  return true;
+}
+
+// In seconds, positive to the east; 0 where the system knows no zone.
+std::int64_t localOffset(std::int64_t seconds) {
+  // localtime_r alone would never notice a zone that is changed while the process runs.
+  tzset();
+  const std::time_t time = seconds;
+  std::tm local{};
+  return localtime_r(&time, &local) == nullptr ? 0 : local.tm_gmtoff;
+}
+
+// "2026-11-20", separator, "22:25:00". The year has more digits or a minus sign where it needs them.
+String dateAndTime(std::int64_t seconds, char separator) {
+  const std::int64_t days = floorDivide(seconds, SECONDS_PER_DAY);
+  const std::int64_t era = floorDivide(days, DAYS_PER_ERA);
+  // The library's years have 16 bits.
+  const std::chrono::year_month_day date(toDays(days - era * DAYS_PER_ERA));
+  const std::int64_t year = static_cast<int>(date.year()) + era * YEARS_PER_ERA;
+  const std::chrono::hh_mm_ss time(std::chrono::seconds(seconds - days * SECONDS_PER_DAY));
+  return String::format("%s%04lld-%02u-%02u%c%02d:%02d:%02d", year < 0 ? "-" : "", std::abs(static_cast<long long>(year)),
+                        static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), separator,
+                        static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
+                        static_cast<int>(time.seconds().count()));
+}
+
+String machineFormat(const KX::Clock::Time& time, bool isUtc) {
+  // Offsets have whole minutes in RFC 3339; before railways, zones did not.
+  const int minutes = isUtc ? 0 : static_cast<int>(localOffset(time.seconds) / 60);
+  String text = dateAndTime(time.seconds + minutes * 60, 'T');
+  text.concatf(".%03u", time.fraction / 1000);
+  if (isUtc) return text.append("Z");
+  const int distance = std::abs(minutes);
+  return text.concatf("%c%02d:%02d", minutes < 0 ? '-' : '+', distance / 60, distance % 60);
+}
+
+}  // namespace
+
+namespace KX {
+
+Clock::Clock(std::int64_t seconds, unsigned zone)
+    : Clock(fromMicroseconds(std::clamp(seconds, EARLIEST / MICROSECONDS - 1, LATEST / MICROSECONDS + 1) * MICROSECONDS,
+                             zone)) {}
+
+Clock::Clock(const String& text, unsigned zone, [[maybe_unused]] unsigned flags) {
+  std::int64_t microseconds = 0;
+  if (readTime(text, microseconds)) *this = fromMicroseconds(microseconds, zone);
+}
+
+Clock Clock::fromMicroseconds(std::int64_t microseconds, unsigned zone) {
+  Clock clock;
+// The range fits the field, which the compiler does not see.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wconversion"
+  clock.microseconds_ = std::clamp(microseconds, EARLIEST, LATEST);
+#pragma GCC diagnostic pop
+  clock.zone_ = zone == UTC ? UTC : LOCAL;
+  return clock;
+}
+
+Clock Clock::system() {
+  std::timespec now{};
+  // It cannot fail: every system has this clock.
+  static_cast<void>(clock_gettime(CLOCK_REALTIME, &now));
+  return fromMicroseconds(now.tv_sec * MICROSECONDS + now.tv_nsec / 1000);
+}
+
+Clock Clock::utc() const {
+  Clock clock = *this;
+  clock.zone_ = UTC;
+  return clock;
+}
+
+Clock::Time Clock::toTime() const {
+  const std::int64_t seconds = floorDivide(microseconds_, MICROSECONDS);
+  return Time{seconds, static_cast<std::uint32_t>(microseconds_ - seconds * MICROSECONDS)};
+}
+
+String Clock::toString(unsigned format) const {
+  if (!isValid()) return String();
+  const Time time = toTime();
+  const bool isUtc = zone_ == UTC;
+  if (format == MACHINE) return machineFormat(time, isUtc);
+  return dateAndTime(time.seconds + (isUtc ? 0 : localOffset(time.seconds)), ' ');
+}
+
+}  // namespace KX
