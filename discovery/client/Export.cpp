@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: Apache-2.0
+// What leaves for the server by itself: nodes, and the events that carry them.
+#include "discovery/client/CClientDiscoveryService.h"
+#include "discovery/common/Log.h"
+
+namespace KX::NMS::Discovery {
+
+Property::Value CClientDiscoveryService::exportNodes(ExportMode mode) {
+  if (repository_ == nullptr) return Property::Value::array();
+  const auto& known = repository_->getNodes();
+  Property::Value nodes = Property::Value::array(mode == All ? known.size() : 0);
+  DISCOVERY_TRACE(3, getLogPrefix(), "Collecting %d nodes from repository%s", static_cast<int>(known.size()),
+                  mode == All ? " (all)" : " (changes only)");
+  ExportCounts counts;
+  for (const KXLWPtr<Node>& node : known) exportNode(*node, mode, nodes, counts);
+  logExport(nodes, counts);
+  repository_->clearChangeMarks();
+  return nodes;
+}
+
+// Kept on purpose: a changes-only export takes one mark a node, so a node that was added and has changed since is sent
+// twice, first as added, and by the next export as changed.
+void CClientDiscoveryService::exportNode(Node& node, ExportMode mode, Property::Value& nodes, ExportCounts& counts) {
+  if (mode == All) {
+    node.clearRecentlyAdded();
+    node.clearRecentlyDiscoveredServices();
+    node.clearRecentlyChanged();
+    ++counts.forced;
+    nodes.add(node.toPropertyValue(Node::WithServices));
+  } else if (node.isRecentlyAdded()) {
+    node.clearRecentlyAdded();
+    ++counts.recentlyAdded;
+    nodes.add(node.toPropertyValue(Node::WithServices));
+  } else if (node.hasRecentlyDiscoveredServices()) {
+    node.clearRecentlyDiscoveredServices();
+    ++counts.recentlyDiscoveredServices;
+    nodes.add(node.toPropertyValue(Node::WithServices));
+  } else if (node.isRecentlyChanged()) {
+    node.clearRecentlyChanged();
+    ++counts.recentlyChanged;
+    nodes.add(node.toPropertyValue(Node::WithoutServices));
+  }
+}
+
+void CClientDiscoveryService::logExport(const Property::Value& nodes, const ExportCounts& counts) const {
+  if (!isTracing(3)) return;
+  const String& prefix = getLogPrefix();
+  DISCOVERY_TRACE(3, prefix, "Resulting in %d nodes to be sent to the server", static_cast<int>(nodes.size()));
+  if (counts.forced != 0) DISCOVERY_TRACE(3, prefix, "- Forced: %u", counts.forced);
+  if (counts.recentlyAdded != 0) DISCOVERY_TRACE(3, prefix, "- Recently added: %u", counts.recentlyAdded);
+  if (counts.recentlyDiscoveredServices != 0) {
+    DISCOVERY_TRACE(3, prefix, "- Recently discovered services: %u", counts.recentlyDiscoveredServices);
+  }
+  if (counts.recentlyChanged != 0) DISCOVERY_TRACE(3, prefix, "- Recently changed: %u", counts.recentlyChanged);
+}
+
+void CClientDiscoveryService::sendJobStatusEvent(const Property::Value& job) {
+  const String status = job["status"].toString();
+  const String scanType = job["scanType"].toString();
+  Property::Value nodes;
+  if (status == "successful") nodes = exportNodes(ChangesOnly);
+  const String& prefix = getLogPrefix();
+  if (nodes.isEmpty() && scanType == "status") {
+    DISCOVERY_TRACE(3, prefix, "No need to send a status event for %s %s job", status.c_str(), scanType.c_str());
+    return;
+  }
+  DISCOVERY_TRACE(3, prefix, "Job %s: %s", job["id"].toString().c_str(), status.c_str());
+  Property::Value event;
+  prepareEvent(event, "jobStatus"_s, 1);
+  event["jobStatus"_s] = job;
+  if (!nodes.isEmpty()) {
+    event["nodes"_s] = nodes;
+    DISCOVERY_TRACE(3, prefix, "Sending job status event (with %d node updates)", static_cast<int>(nodes.size()));
+  } else {
+    DISCOVERY_TRACE(3, prefix, "Sending job status event (without node updates)");
+  }
+  static_cast<void>(sendMessage(event));
+}
+
+}  // namespace KX::NMS::Discovery

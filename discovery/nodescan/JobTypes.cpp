@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: Apache-2.0
+// The one file that knows all job classes.
+#include "discovery/nodescan/JobNodeScan.h"
+#include "discovery/scheduling/Job.h"
+
+namespace KX::NMS::Discovery {
+
+KXPtr<Job> createJobOfType(const String& scanType, KXEventLoop& loop, Repository& repository, const String& name,
+                           unsigned number, const Property::Value& description) {
+  if (scanType == "node") return KXPtr<Job>(new JobNodeScan(loop, repository, name, number, description));
+  return nullptr;
+}
+
+}  // namespace KX::NMS::Discovery

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "discovery/repository/Node.h"
+
+#include "discovery/common/Nesting.h"
+
+namespace KX::NMS::Discovery {
+namespace {
+
+unsigned nesting = 0;
+
+void setUnlessEmpty(Property::Value& object, const String& key, const String& text) {
+  if (!text.isEmpty()) object[key] = text;
+}
+
+// A name of the wire as a string that needs no memory.
+String statusText(NodeStatus status) {
+  switch (status) {
+    case NodeStatus::DOWN: return "down"_s;
+    case NodeStatus::UP: return "up"_s;
+    default: return KXEnumInfo<NodeStatus>::nameOrEmpty(status);
+  }
+}
+
+}  // namespace
+
+Property::Value Node::toPropertyValue(ServiceSelector selector) const {
+  Property::Value value = Property::Value::object(9);
+  value["ipAddress"_s] = ipAddress_;
+  setUnlessEmpty(value, "physicalAddress"_s, physicalAddress_);
+  setUnlessEmpty(value, "interface"_s, interface_);
+  setUnlessEmpty(value, "model"_s, model_);
+  setUnlessEmpty(value, "systemObjectID"_s, systemObjectID_);
+  if (supportsOnboarding_) value["supportsOnboarding"_s] = true;
+  value["status"_s] = statusText(status_);
+  if (statusChangeDate_.isValid()) value["statusChangeDate"_s] = statusChangeDate_.utc().toString(Clock::MACHINE);
+  if (selector == WithServices && !services_.isEmpty()) {
+    Property::Value services = Property::Value::object(services_.size());
+    for (const auto& entry : services_) services[entry.value.name] = entry.value.toPropertyValue();
+    value["services"_s] = services;
+  }
+  return value;
+}
+
+void Node::getInfo(InfoContainer& container, unsigned maxLevel, unsigned level, unsigned maxColumn, unsigned column,
+                   const String& title) const {
+  const Nesting scope(nesting);
+  if (level <= maxLevel && column <= maxColumn) {
+    const String label = String::format("%s%s Node", title.c_str(), discovered_ ? "Discovered" : "Manual");
+    container.add(level, column, label,
+                  String::format("%s%s", ipAddress_.c_str(), recentlyAdded_ ? " (recently added)" : ""));
+  }
+  if (level + 1 <= maxLevel && column <= maxColumn) addDetails(container, level + 1, column);
+  if (!scope.isOutermost()) return;
+  for (const auto& entry : services_) {
+    entry.value.getInfo(container, maxLevel, level + 1, maxColumn, column + 1, String());
+  }
+}
+
+void Node::addDetails(InfoContainer& container, unsigned level, unsigned column) const {
+  const auto addUnlessEmpty = [&](const String& label, const String& value) {
+    if (!value.isEmpty()) container.add(level, column, label, value);
+  };
+  addUnlessEmpty("Physical Address"_s, physicalAddress_);
+  addUnlessEmpty("Interface"_s, interface_);
+  addUnlessEmpty("Model"_s, model_);
+  addUnlessEmpty("System Object ID"_s, systemObjectID_);
+  if (supportsOnboarding_) container.add(level, column, "Onboarding"_s, "supported"_s);
+  container.add(level, column, "Status"_s,
+                String::format("%s%s", KXEnumInfo<NodeStatus>::nameOrEmpty(status_),
+                               recentlyChanged_ ? " (recently changed)" : ""));
+  container.add(level, column, "Status Changed"_s, statusChangeDate_.toString(Clock::HUMAN));
+  if (pendingServiceScans_ != 0) {
+    container.add(level, column, "Pending Service Scans"_s, String::format("%u", pendingServiceScans_));
+  }
+}
+
+}  // namespace KX::NMS::Discovery

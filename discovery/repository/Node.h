@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+
+#include "discovery/common/NodeStatus.h"
+#include "discovery/repository/Service.h"
+#include "platform/base/KXPtr.h"
+#include "platform/base/KXStringHashTable.h"
+#include "platform/base/RefCounted.h"
+#include "platform/time/Clock.h"
+
+namespace KX::NMS::Discovery {
+
+// One network device that the discovery service knows of, found by a scan (discovered) or handed in by the server
+// (manual). The repository creates and owns nodes and is alone in changing what it keeps of them; jobs and request
+// handlers hold one for the length of an operation, and may still hold it when it has been removed. One thread.
+class Node : public RefCounted {
+ public:
+  enum ServiceSelector : unsigned { WithServices = 0, WithoutServices = 1 };
+  // How many service scans a new node is owed.
+  static constexpr std::uint32_t INITIAL_SERVICE_SCANS = 2;
+
+  Node() = default;
+  ~Node() override = default;
+
+  bool isManual() const { return manual_; }
+  bool isDiscovered() const { return discovered_; }
+  const String& physicalAddress() const { return physicalAddress_; }
+  const String& ipAddress() const { return ipAddress_; }
+  const String& interface() const { return interface_; }
+  const String& model() const { return model_; }
+  const String& systemObjectID() const { return systemObjectID_; }
+  bool supportsOnboarding() const { return supportsOnboarding_; }
+  NodeStatus status() const { return status_; }
+  const Clock& statusChangeDate() const { return statusChangeDate_; }
+  std::uint32_t pendingServiceScans() const { return pendingServiceScans_; }
+  bool isRecentlyAdded() const { return recentlyAdded_; }
+  bool hasRecentlyDiscoveredServices() const { return recentlyDiscoveredServices_; }
+  bool isRecentlyChanged() const { return recentlyChanged_; }
+  const KXStringHashTable<Service>& services() const { return services_; }
+
+  // Changed by the service scan, which counts down, and by a first sync.
+  void setPendingServiceScans(std::uint32_t count) { pendingServiceScans_ = count; }
+  // The export takes the change marks back as it reports them.
+  void clearRecentlyAdded() { recentlyAdded_ = false; }
+  void clearRecentlyDiscoveredServices() { recentlyDiscoveredServices_ = false; }
+  void clearRecentlyChanged() { recentlyChanged_ = false; }
+
+  // The node as the server sees it; what is empty or unknown is left out.
+  Property::Value toPropertyValue(ServiceSelector selector) const;
+  void getInfo(InfoContainer& container, unsigned maxLevel, unsigned level, unsigned maxColumn, unsigned column,
+               const String& title) const;
+
+ private:
+  friend class Repository;
+
+  void addDetails(InfoContainer& container, unsigned level, unsigned column) const;
+
+  bool manual_ = false;
+  bool discovered_ = false;
+  String physicalAddress_;
+  String ipAddress_;
+  String interface_;
+  String model_;
+  String systemObjectID_;
+  bool supportsOnboarding_ = false;
+  NodeStatus status_ = NodeStatus::UNKNOWN;
+  Clock statusChangeDate_ = Clock::NOW();
+  std::uint32_t pendingServiceScans_ = INITIAL_SERVICE_SCANS;
+  bool recentlyAdded_ = false;
+  bool recentlyDiscoveredServices_ = false;
+  bool recentlyChanged_ = false;
+  KXStringHashTable<Service> services_;
+};
+
+}  // namespace KX::NMS::Discovery

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "discovery/repository/Node.h"
+#include "platform/base/KXVector.h"
+
+namespace KX::NMS::Discovery {
+
+// The device's list of known nodes, in the order of their creation, with an index by address of either kind. The host
+// creates it before the client and the scheduler; both reach it by reference. It is used on the event loop's thread
+// only and takes no lock. No operation calls back.
+//
+// Nodes are identified by their IP address, discovered ones by their physical address too. Where two nodes carry one IP
+// address, the index names the one that was entered last; when that one leaves the address, the first other node in
+// list order takes the entry over, so that every node stays reachable and removable.
+//
+// In all operations an output flag may be null; one that is given is first set to false.
+class Repository {
+ public:
+  // What an already known physical address means to addDiscoveredNode: the caller's view replaces the node's fields (a
+  // scan), or the node keeps them (the server's copy).
+  enum UpdateMode : unsigned { UpdateExisting = 0, KeepExisting = 1 };
+
+  Repository() = default;
+  Repository(const Repository&) = delete;
+  Repository& operator=(const Repository&) = delete;
+
+  const KXVector<KXLWPtr<Node>>& getNodes() const { return nodes_; }
+  // Null when there is no such node, as below.
+  KXLWPtr<Node> getNodeByIpAddress(const String& ipAddress) const;
+
+  // Without a time the change is dated now. A status that the node has already changes nothing, the date included.
+  KXLWPtr<Node> setStatus(const String& ipAddress, NodeStatus status, const Clock* when, bool* changed);
+  void removeNode(const String& ipAddress);
+
+  KXVector<KXLWPtr<Node>> getNodesWithPendingServiceScan() const;
+  // Those with at least one known service.
+  KXVector<KXLWPtr<Node>> getNodesWithPendingStatusScan() const;
+
+  KXLWPtr<Node> addManualNode(const String& ipAddress, bool* added);
+  KXLWPtr<Node> addDiscoveredNode(const String& physicalAddress, const String& ipAddress, const String& interface,
+                                  const String& model, bool supportsOnboarding, UpdateMode mode, bool* added,
+                                  bool* changed);
+  // Adds to what the node has: services are overwritten or added, never removed; an empty text changes nothing.
+  KXLWPtr<Node> setDiscoveredServices(const String& ipAddress, const KXStringHashTable<Service>& services,
+                                      const String& model, const String& systemObjectID);
+
+  // The export ends with this, whatever it exported.
+  void clearChangeMarks();
+
+  void getInfo(InfoContainer& container, unsigned maxLevel, unsigned level, unsigned maxColumn, unsigned column,
+               const String& title) const;
+
+ private:
+  KXLWPtr<Node> create(const String& ipAddress);
+  void updateDiscoveredNode(const KXLWPtr<Node>& node, const String& ipAddress, const String& interface,
+                            const String& model, bool supportsOnboarding, bool* changed);
+  void takeOverPhysicalAddress(const KXLWPtr<Node>& node, const String& physicalAddress);
+  void enterIpAddress(const KXLWPtr<Node>& node);
+  void leaveIpAddress(const KXLWPtr<Node>& node);
+
+  KXVector<KXLWPtr<Node>> nodes_;
+  KXStringHashTable<KXLWPtr<Node>> byPhysicalAddress_;
+  KXStringHashTable<KXLWPtr<Node>> byIpAddress_;
+  // Kept for whoever reads a memory dump; nothing tests them, and every export clears all three.
+  bool nodesAdded_ = false;
+  bool servicesChanged_ = false;
+  bool nodesChanged_ = false;
+  // Nodes whose address another node's index entry holds; as long as there is none, no address is searched for heirs.
+  std::size_t displaced_ = 0;
+};
+
+}  // namespace KX::NMS::Discovery
