@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/Device.h"
+
+#include "discovery/common/Log.h"
+
+namespace {
+
+std::unique_ptr<RTD::LogSink> makeSink(Options::Log log) {
+  if (log == Options::Log::SYSLOG) return std::make_unique<RTD::SyslogSink>("discovery-agent"_s);
+  return std::make_unique<RTD::StderrSink>();
+}
+
+}  // namespace
+
+Device::Device(const Options& options)
+    : sink_(makeSink(options.log)),
+      monitor_("discovery"_s, options.verbosity, *sink_),
+      runner_(loop_, options.processLimits),
+      kernelInterfaces_(loop_, database_) {
+  KX::NMS::Discovery::MON = &monitor_;
+  loop_.provide<KX::Shell::Runner>(&runner_);
+  loop_.provide<DB::Database>(&database_);
+}
+
+Device::~Device() { KX::NMS::Discovery::MON = nullptr; }
+
+XCode Device::start(const Options& options) {
+  XCode result = loop_.status();
+  if (result.isErr()) return result;
+  if (options.database.isEmpty()) {
+    result = kernelInterfaces_.start();
+    if (result.isErr()) result.extendString("cannot read the kernel's interfaces"_s, ": ");
+    return result;
+  }
+  result = database_.open(options.database);
+  if (result.isErr()) {
+    result.extendString(String::format("cannot open the database %s", options.database.c_str()), ": ");
+  }
+  return result;
+}

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <memory>
+
+#include "agent/Options.h"
+#include "platform/database/Database.h"
+#include "platform/database/KernelInterfaces.h"
+#include "platform/loop/UvEventLoop.h"
+#include "platform/monitor/Monitor.h"
+#include "platform/process/ProcessRunner.h"
+
+// What the discovery library stands on in this program: the log, the loop, and what hangs on the loop (the runner of
+// commands and the device configuration database). Made first and destroyed last.
+class Device {
+ public:
+  explicit Device(const Options& options);
+  ~Device();
+  Device(const Device&) = delete;
+  Device& operator=(const Device&) = delete;
+
+  // Opens the database: the file named by the options, else the kernel's interfaces.
+  [[nodiscard]] XCode start(const Options& options);
+
+  KX::UvEventLoop& loop() { return loop_; }
+  RTD::Monitor& monitor() { return monitor_; }
+
+ private:
+  std::unique_ptr<RTD::LogSink> sink_;
+  RTD::Monitor monitor_;
+  KX::UvEventLoop loop_;
+  KX::Shell::ProcessRunner runner_;
+  DB::Database database_;
+  DB::KernelInterfaces kernelInterfaces_;
+};

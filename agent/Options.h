@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstddef>
+
+#include "platform/base/KXVector.h"
+#include "platform/base/String.h"
+#include "platform/base/XCode.h"
+#include "platform/process/ProcessLimits.h"
+#include "platform/service/ServiceSession.h"
+
+// What the command line asks for.
+struct Options {
+  enum class Command { RUN, SCAN, HELP, VERSION };
+  enum class LinkKind { STDIO, UNIX };
+  enum class Log { STDERR, SYSLOG };
+
+  Command command = Command::HELP;
+  LinkKind link = LinkKind::STDIO;
+  String socketPath;
+  String database;  // empty: the kernel's interfaces
+  String plan;      // empty: none
+  Log log = Log::STDERR;
+  unsigned verbosity = 0;
+  bool clearBeforeUpdate = false;
+  KX::Shell::ProcessLimits processLimits;
+  std::size_t messageLimit = KX::NMS::SessionOptions::DEFAULT_MESSAGE_LIMIT;
+  bool json = false;
+  KXVector<String> interfaces;  // regular expressions; empty: the default rule
+};
+
+// Reads the command line. An error's text is the one line to show; options then hold no meaning.
+[[nodiscard]] XCode parseOptions(int argc, char* const argv[], Options& options);
+
+// The text of --help.
+const char* usage();
