@@ -10,13 +10,13 @@
 
 int runCommand(const Options& options) {
   Device device(options);
-  XCode result = device.start(options);
-  if (result.isErr()) return complain(result.toString(), 1);
   KX::UvEventLoop& loop = device.loop();
-  Agent agent(loop, device.monitor(), options);
   const auto stop = [&loop] { loop.stop(); };
   const auto onTerminate = loop.createSignalEvent(SIGTERM, stop);
   const auto onInterrupt = loop.createSignalEvent(SIGINT, stop);
+  XCode result = device.start(options);
+  if (result.isErr()) return complain(result.toString(), 1);
+  Agent agent(loop, device.monitor(), options);
   const auto onDiagnose = loop.createSignalEvent(SIGUSR1, [&agent] { std::fputs(agent.describe().c_str(), stderr); });
   result = agent.start(stop);
   if (result.isErr()) return complain(result.toString(), 1);

@@ -30,6 +30,7 @@ function(kx_layer name)
   endforeach()
   set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 0)
   set_target_properties(${name}-static PROPERTIES OUTPUT_NAME ${name})
+  install(TARGETS ${name} ${name}-static EXPORT kxdiscovery)
 endfunction()
 
 # kx_sources(files...): the files of one folder; headers are installed and compiled on their own, too.

@@ -7,8 +7,8 @@
 
 namespace KX::NMS {
 
-// Cuts a stream of bytes into lines. A line longer than the limit is told once, as soon as it is too long, and its bytes
-// are skipped without being stored. A line that arrives in one piece is not copied.
+// Cuts a stream of bytes into lines. A line longer than the limit is told once, as soon as it is too long, and its
+// bytes are skipped without being stored. A line that arrives in one piece is not copied.
 //
 //   reader.feed(bytes);
 //   while ((result = reader.next(line)) != LineReader::Result::NEED_MORE) ...

@@ -51,7 +51,9 @@ XCode LineWriter::send(const String& line) {
 }
 
 bool LineWriter::exceedsBound(const String& line) const {
-  return unsent_ != 0 && unsent_ + line.length() >= bound_;
+  const std::size_t onItsWay = queue_.empty() ? 0 : queue_.front().length() + 1 - offset_;
+  const std::size_t waiting = unsent_ - onItsWay;
+  return waiting != 0 && waiting + line.length() >= bound_;
 }
 
 LineWriter::Progress LineWriter::writeQueued() {

@@ -13,7 +13,9 @@ namespace {
 
 XCode systemError() { return XCode::fromErrno(errno); }
 
-KX::Shell::Descriptor createSocket() { return KX::Shell::Descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)); }
+KX::Shell::Descriptor createSocket() {
+  return KX::Shell::Descriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+}
 
 XCode toAddress(const String& path, sockaddr_un& address) {
   if (path.isEmpty() || path.view().find('\0') != std::string_view::npos) return XCode::error("Not a path"_s);
@@ -71,8 +73,8 @@ XCode SocketFile::bindAndListen() {
 void SocketFile::close() {
   if (!listener_) return;
   struct stat status {};
-  const bool isOurs = ::lstat(path_.c_str(), &status) == 0 && status.st_dev == file_.st_dev &&
-                      status.st_ino == file_.st_ino;
+  const bool isOurs =
+      ::lstat(path_.c_str(), &status) == 0 && status.st_dev == file_.st_dev && status.st_ino == file_.st_ino;
   if (isOurs) ::unlink(path_.c_str());
   listener_.reset();
 }

@@ -3,9 +3,9 @@
 
 #include <sys/stat.h>
 
-#include "platform/process/Descriptor.h"
 #include "platform/base/String.h"
 #include "platform/base/XCode.h"
+#include "platform/process/Descriptor.h"
 
 namespace KX::NMS {
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "platform/process/Descriptor.h"
 #include "links/LineConnection.h"
 #include "links/Link.h"
+#include "platform/process/Descriptor.h"
 
 namespace KX::NMS {
 

@@ -20,9 +20,7 @@ bool hasHungUp(int descriptor, short how) {
   return ::poll(&entry, 1, 0) > 0 && (static_cast<unsigned>(entry.revents) & static_cast<unsigned>(how)) != 0;
 }
 
-bool isOutOfDescriptors(int error) {
-  return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
-}
+bool isOutOfDescriptors(int error) { return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM; }
 
 }  // namespace
 
@@ -72,10 +70,12 @@ void UnixLink::finishGonePeer() {
 
 void UnixLink::connect(KX::Shell::Descriptor peer) {
   peer_ = std::move(peer);
-  connection_ = std::make_unique<LineConnection>(
-      loop_, options_, peer_.get(), peer_.get(),
-      LineConnection::Handlers{[this] { onInputEnded(); }, [this] { disconnect(); },
-                               [this] { if (lingering_.isActive()) disconnect(); }});
+  connection_ =
+      std::make_unique<LineConnection>(loop_, options_, peer_.get(), peer_.get(),
+                                       LineConnection::Handlers{[this] { onInputEnded(); }, [this] { disconnect(); },
+                                                                [this] {
+                                                                  if (lingering_.isActive()) disconnect();
+                                                                }});
   const XCode result = connection_->start();
   if (result.isSuccess()) return;
   if (options_.monitor != nullptr) {

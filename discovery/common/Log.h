@@ -12,18 +12,18 @@ extern RTD::Monitor* MON;
 }  // namespace KX::NMS::Discovery
 
 // Macros, so that nothing is formatted and no argument computed for a line that nobody reads.
-#define DISCOVERY_TRACE(level, prefix, ...)                                            \
-  do {                                                                                 \
-    const RTD::Monitor* const kxMonitor = KX::NMS::Discovery::MON;                      \
-    if (kxMonitor != nullptr && kxMonitor->isEnabled(level)) {                           \
-      kxMonitor->trace(level, prefix, __VA_ARGS__);                                     \
-    }                                                                                  \
+#define DISCOVERY_TRACE(level, prefix, ...)                        \
+  do {                                                             \
+    const RTD::Monitor* const kxMonitor = KX::NMS::Discovery::MON; \
+    if (kxMonitor != nullptr && kxMonitor->isEnabled(level)) {     \
+      kxMonitor->trace(level, prefix, __VA_ARGS__);                \
+    }                                                              \
   } while (false)
 
-#define DISCOVERY_NOTE(kind, prefix, ...)                                              \
-  do {                                                                                 \
-    const RTD::Monitor* const kxMonitor = KX::NMS::Discovery::MON;                      \
-    if (kxMonitor != nullptr) kxMonitor->note(RTD::kind, prefix, __VA_ARGS__);           \
+#define DISCOVERY_NOTE(kind, prefix, ...)                                      \
+  do {                                                                         \
+    const RTD::Monitor* const kxMonitor = KX::NMS::Discovery::MON;             \
+    if (kxMonitor != nullptr) kxMonitor->note(RTD::kind, prefix, __VA_ARGS__); \
   } while (false)
 
 namespace KX::NMS::Discovery {

@@ -6,9 +6,12 @@ using KX::NMS::Discovery::NodeStatus;
 template <>
 const char* KXEnumInfo<NodeStatus>::VALUE_NAME(NodeStatus value) {
   switch (value) {
-    case NodeStatus::UNKNOWN: return "unknown";
-    case NodeStatus::DOWN: return "down";
-    case NodeStatus::UP: return "up";
+    case NodeStatus::UNKNOWN:
+      return "unknown";
+    case NodeStatus::DOWN:
+      return "down";
+    case NodeStatus::UP:
+      return "up";
   }
   return nullptr;
 }

@@ -6,11 +6,16 @@ using KX::NMS::Discovery::State;
 template <>
 const char* KXEnumInfo<State>::VALUE_NAME(State value) {
   switch (value) {
-    case State::IDLE: return "idle";
-    case State::RUNNING: return "running";
-    case State::FAILED: return "failed";
-    case State::SUCCESSFUL: return "successful";
-    case State::CANCELLED: return "cancelled";
+    case State::IDLE:
+      return "idle";
+    case State::RUNNING:
+      return "running";
+    case State::FAILED:
+      return "failed";
+    case State::SUCCESSFUL:
+      return "successful";
+    case State::CANCELLED:
+      return "cancelled";
   }
   return nullptr;
 }

@@ -36,8 +36,7 @@ XCode checkInterfaces(const Value& description) {
     const auto pattern = KXRegEx::COMPILE_EXPRESSION(source);
     const XCode error = pattern == nullptr ? XCode() : pattern->error();
     if (error.isErr()) {
-      return XCode::error(
-          String::format("Invalid interface regex %s: %s", source.c_str(), error.toString().c_str()));
+      return XCode::error(String::format("Invalid interface regex %s: %s", source.c_str(), error.toString().c_str()));
     }
   }
   return XCode();

@@ -15,9 +15,12 @@ void setUnlessEmpty(Property::Value& object, const String& key, const String& te
 // A name of the wire as a string that needs no memory.
 String statusText(NodeStatus status) {
   switch (status) {
-    case NodeStatus::DOWN: return "down"_s;
-    case NodeStatus::UP: return "up"_s;
-    default: return KXEnumInfo<NodeStatus>::nameOrEmpty(status);
+    case NodeStatus::DOWN:
+      return "down"_s;
+    case NodeStatus::UP:
+      return "up"_s;
+    default:
+      return KXEnumInfo<NodeStatus>::nameOrEmpty(status);
   }
 }
 

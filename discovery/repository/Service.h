@@ -8,8 +8,8 @@
 
 namespace KX::NMS::Discovery {
 
-// A network service found on a node: its name, which is also the key under which the node keeps it, and its port, 0 when
-// unknown.
+// A network service found on a node: its name, which is also the key under which the node keeps it, and its port, 0
+// when unknown.
 struct Service {
   String name;
   std::uint16_t port = 0;

@@ -45,10 +45,10 @@ void Scan::invoke() {
   if (status_.start()) onStatusChanged();
   // A slot may have cancelled the scan: nobody would kill its command any more.
   if (!status_.isRunning()) return;
-  const XCode result = Shell::invoke(
-      command_, Function<void(XCode, String)>::synchronous(eventLoop_, this, &Scan::onScanTerminated),
-      Function<void(String)>::synchronous(eventLoop_, this, &Scan::onScanOutput),
-      Function<void(String)>::synchronous(eventLoop_, this, &Scan::onErrorOutput), future_);
+  const XCode result =
+      Shell::invoke(command_, Function<void(XCode, String)>::synchronous(eventLoop_, this, &Scan::onScanTerminated),
+                    Function<void(String)>::synchronous(eventLoop_, this, &Scan::onScanOutput),
+                    Function<void(String)>::synchronous(eventLoop_, this, &Scan::onErrorOutput), future_);
   if (result.isErr()) failed(result.toString());
 }
 

@@ -5,8 +5,8 @@
 
 namespace KX::NMS::Discovery {
 
-// For "discovery-client -j": one JSON document, taken as it is. Its structure is not checked; the job that reads it reads with
-// defaults.
+// For "discovery-client -j": one JSON document, taken as it is. Its structure is not checked; the job that reads it
+// reads with defaults.
 class ScanOutputParserDiscoveryScan final : public ScanOutputParser {
  public:
   [[nodiscard]] XCode parseScanOutput(Property::Value& result, const String& output) const override;

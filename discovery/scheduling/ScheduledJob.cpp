@@ -61,8 +61,8 @@ bool ScheduledJob::reschedule() {
   const char* error = nullptr;
   cron_parse_expr(cronSpecification_.c_str(), &expression, &error);
   if (error != nullptr) return false;
-  // Kept on purpose: the count is used as it comes, so "no match" (-1) is a valid time, one second before the epoch, and
-  // the job stays scheduled.
+  // Kept on purpose: the count is used as it comes, so "no match" (-1) is a valid time, one second before the epoch,
+  // and the job stays scheduled.
   const std::int64_t next = cron_next(&expression, static_cast<std::time_t>(Clock::NOW().toTime().seconds));
   nextRun_ = Clock(next, Clock::LOCAL);
   DISCOVERY_TRACE(1, logPrefix_, "- Next scan: %s", nextRun_.toString(Clock::HUMAN).c_str());

@@ -10,8 +10,8 @@ namespace KX::NMS::Discovery {
 // Runs the server's plan: every 15 seconds it starts the earliest scheduled job that is due, at most one at a time, and
 // it forwards every status of the running job. The host creates it on the event loop beside the repository, holds it
 // through a counting pointer, and wires statusUpdated to the client. Event loop thread only. A job's cancelled state is
-// published inside cancel, so onJobStatusUpdated runs re-entrantly inside cancelRunningJob; see there. A slot may call any
-// operation and release the scheduler, which then stays until the operation under way has ended.
+// published inside cancel, so onJobStatusUpdated runs re-entrantly inside cancelRunningJob; see there. A slot may call
+// any operation and release the scheduler, which then stays until the operation under way has ended.
 class Scheduler : public RefCountedUnlessBeingDestroying {
  public:
   static constexpr unsigned CHECK_INTERVAL_MS = 15000;

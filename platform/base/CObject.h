@@ -33,7 +33,8 @@ class CInherit : public Base, public Interfaces... {
   using Base::Base;
   void* queryInterface(KXInterfaceId id) override {
     void* found = nullptr;
-    ((id == kxInterfaceId<Interfaces>() ? static_cast<void>(found = static_cast<Interfaces*>(this)) : static_cast<void>(0)),
+    ((id == kxInterfaceId<Interfaces>() ? static_cast<void>(found = static_cast<Interfaces*>(this))
+                                        : static_cast<void>(0)),
      ...);
     if (id == kxInterfaceId<Derived>()) found = static_cast<Derived*>(this);
     return found != nullptr ? found : Base::queryInterface(id);

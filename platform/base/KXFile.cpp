@@ -22,11 +22,12 @@ XCode KXFile::open(int flags, unsigned permissions) {
   // a regular one.
   const int careful = noFollow_ ? O_NOFOLLOW | O_NONBLOCK : 0;
   const int truncate = noFollow_ ? flags & O_TRUNC : 0;
-  const int descriptor = ::open(path_.c_str(), (flags & ~truncate) | careful | O_CLOEXEC, static_cast<mode_t>(permissions));
+  const int descriptor =
+      ::open(path_.c_str(), (flags & ~truncate) | careful | O_CLOEXEC, static_cast<mode_t>(permissions));
   if (descriptor < 0) return XCode::fromErrno(errno);
   descriptor_ = descriptor;
   if (!noFollow_) return XCode();
-  struct stat status{};
+  struct stat status {};
   XCode result;
   if (fstat(descriptor_, &status) != 0) {
     result = XCode::fromErrno(errno);

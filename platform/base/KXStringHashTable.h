@@ -8,8 +8,9 @@
 
 // A table keyed by strings, which are compared byte for byte. It is walked by bucket, ascending, and inside a bucket by
 // insertion: that order reaches the wire, so hash and bucket choice are fixed. It grows only when it holds more than
-// four entries a bucket. A table of up to 64 entries is one sorted array, because every node has one for its services;
-// a larger one has an array a bucket. References to values stay good until the table is changed.
+// four entries a bucket; entries that then meet in a bucket keep the order in which they were walked before. A table of
+// up to 64 entries is one sorted array, because every node has one for its services; a larger one has an array a
+// bucket. References to values stay good until the table is changed.
 template <class T>
 class KXStringHashTable {
  public:

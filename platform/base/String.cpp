@@ -45,8 +45,6 @@ String::Buffer* String::reallocateBuffer(Buffer* buffer, std::size_t length) {
 
 void String::freeBuffer(Buffer* buffer) noexcept { std::free(buffer); }
 
-String::String() noexcept : buffer_(emptyBuffer()) {}
-
 String::String(const char* text) : String(text == nullptr ? std::string_view() : text) {}
 
 String::String(std::string_view text) : String(text.data(), text.size()) {}
@@ -57,16 +55,9 @@ String::String(const char* text, std::size_t length) : buffer_(emptyBuffer()) {
   std::memcpy(buffer_->text(), text, length);
 }
 
-String::String(String&& other) noexcept : buffer_(std::exchange(other.buffer_, emptyBuffer())) {}
-
 String& String::operator=(const String& other) noexcept {
   String copy(other);
   std::swap(buffer_, copy.buffer_);
-  return *this;
-}
-
-String& String::operator=(String&& other) noexcept {
-  std::swap(buffer_, other.buffer_);
   return *this;
 }
 

@@ -104,6 +104,17 @@ inline constinit Text<sizeof(NAME.text)> BUFFER{NAME.text};
 
 }  // namespace KX::Literal
 
+inline String::String() noexcept : buffer_(&KX::Literal::BUFFER<"">.header) {}
+inline String::String(String&& other) noexcept : buffer_(other.buffer_) {
+  other.buffer_ = &KX::Literal::BUFFER<"">.header;
+}
+inline String& String::operator=(String&& other) noexcept {
+  Buffer* const buffer = buffer_;
+  buffer_ = other.buffer_;
+  other.buffer_ = buffer;
+  return *this;
+}
+
 // A string constant without allocation or start-up cost.
 template <KX::Literal::Name NAME>
 String operator""_s() noexcept {

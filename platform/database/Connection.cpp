@@ -14,10 +14,10 @@ namespace DB {
 namespace {
 
 constexpr int BUSY_TIMEOUT_MS = 1000;
-// SQLite calls back after this many of its steps. A walk over 2000 interfaces with an address each takes 20 million;
-// pages that were made to refer to each other would take for ever.
+// SQLite calls back after this many of its steps. A walk over 1000 interfaces with an address each takes 3 million
+// where the file has no index; pages that were made to refer to each other would take for ever.
 constexpr int STEPS_PER_STRIDE = 10'000;
-constexpr unsigned MAX_STRIDES = 5'000;
+constexpr unsigned MAX_STRIDES = 2'000;
 constexpr std::size_t MAX_MESSAGE_LENGTH = 256;
 
 constexpr std::pair<int, int> LIMITS[] = {

@@ -13,7 +13,8 @@ Ptr<Entry::DynIf> Reference<Entry::DynIf>::load() const {
 
 namespace Entry {
 
-// The plus signs take the declared type of a column out of the comparison: no text is taken for a number.
+// Plus signs take the declared type of a column out of the comparison, so that no text is taken for a number. Parents
+// are checked by typeof instead, which leaves the use of an index.
 const char ContextIp::QUERY[] =
     "SELECT id, name FROM context_ip WHERE +object_type = ?1 AND +object_status = ?2 ORDER BY id";
 
@@ -21,11 +22,13 @@ const char DynIf::QUERY[] = "SELECT id, name FROM dyn_if WHERE id = ?1";
 
 const char IpInterface::QUERY[] =
     "SELECT id, name, dyn_if_id, if_state FROM ip_interface"
-    " WHERE +context_ip_id = ?1 AND +object_type = ?2 AND +object_status = ?3 ORDER BY id";
+    " WHERE context_ip_id = ?1 AND typeof(context_ip_id) = 'integer' AND +object_type = ?2 AND +object_status = ?3"
+    " ORDER BY id";
 
 const char IpInterfaceAddress::QUERY[] =
     "SELECT id, subnet FROM ip_interface_address"
-    " WHERE +ip_interface_id = ?1 AND +object_type = ?2 AND +object_status = ?3 ORDER BY id";
+    " WHERE ip_interface_id = ?1 AND typeof(ip_interface_id) = 'integer' AND +object_type = ?2 AND +object_status = ?3"
+    " ORDER BY id";
 
 Row::Row(const Statement& row) : id_(row.integer(0).value_or(0)) {}
 

@@ -19,6 +19,19 @@ using Kind = Message::Kind;
 
 constexpr int MAX_ERRNO = 4096;
 
+std::size_t alignedLength(const nlmsghdr& header) { return (std::size_t{header.nlmsg_len} + 3) / 4 * 4; }
+
+// The message that the datagram begins with, or null where it does not hold a whole one: attributes are read up to the
+// aligned end of their message, so that must lie within it too. The library's own check takes lengths above 2 GiB for
+// negative ones and lets them pass.
+const nlmsghdr* firstMessage(std::span<const std::byte> datagram) {
+  if (datagram.size() < sizeof(nlmsghdr)) return nullptr;
+  const auto* header = reinterpret_cast<const nlmsghdr*>(datagram.data());
+  const std::size_t length = header->nlmsg_len;
+  if (length < sizeof(nlmsghdr) || length > datagram.size()) return nullptr;
+  return alignedLength(*header) <= datagram.size() ? header : nullptr;
+}
+
 // The fixed part of a message's payload, or null where the message is too short for it.
 template <class T>
 const T* payload(const nlmsghdr& header) {
@@ -124,17 +137,13 @@ bool read(const nlmsghdr& header, Message& message) {
 
 KXVector<Message> parse(std::span<const std::byte> datagram) {
   KXVector<Message> messages;
-  if (!std::in_range<int>(datagram.size())) return messages;
-  int left = static_cast<int>(datagram.size());
-  const auto* header = reinterpret_cast<const nlmsghdr*>(datagram.data());
-  // Attributes are read up to the aligned end of their message, so that must lie within the datagram too.
-  while (mnl_nlmsg_ok(header, left) && NLMSG_ALIGN(header->nlmsg_len) <= static_cast<std::uint32_t>(left)) {
+  while (const nlmsghdr* header = firstMessage(datagram)) {
     if ((header->nlmsg_flags & NLM_F_DUMP_INTR) != 0) {
       messages.add({.kind = Kind::INTERRUPTED, .sequence = header->nlmsg_seq});
     }
     Message message{.kind = Kind::END, .sequence = header->nlmsg_seq};
     if (read(*header, message)) messages.add(std::move(message));
-    header = mnl_nlmsg_next(header, &left);
+    datagram = datagram.subspan(alignedLength(*header));
   }
   return messages;
 }

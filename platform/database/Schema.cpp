@@ -17,7 +17,8 @@ constexpr char CREATE[] =
     "CREATE TABLE ip_interface (id INTEGER PRIMARY KEY, context_ip_id INTEGER, object_type INTEGER,"
     " object_status INTEGER, name TEXT, dyn_if_id INTEGER, if_state INTEGER);"
     "CREATE TABLE ip_interface_address (id INTEGER PRIMARY KEY, ip_interface_id INTEGER, object_type INTEGER,"
-    " object_status INTEGER, subnet TEXT);";
+    " object_status INTEGER, subnet TEXT);"
+    "CREATE INDEX ip_interface_address_parent ON ip_interface_address (ip_interface_id);";
 
 struct Column {
   const char* table;

@@ -5,8 +5,6 @@
 
 #include <utility>
 
-#include "platform/database/Connection.h"
-
 namespace DB {
 
 Statement::Statement(Connection& connection, const char* sql) : connection_(&connection) {

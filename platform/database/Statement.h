@@ -6,12 +6,11 @@
 
 #include "platform/base/KXPtr.h"
 #include "platform/base/String.h"
+#include "platform/database/Connection.h"
 
 struct sqlite3_stmt;
 
 namespace DB {
-
-class Connection;
 
 // A prepared statement. Whatever goes wrong is reported to its connection's transaction, and the statement then yields
 // no row. Columns count from 0, parameters from 1; a parameter that was not bound is NULL.

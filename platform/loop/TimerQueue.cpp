@@ -106,7 +106,8 @@ TimerQueue::Milliseconds TimerQueue::dueAfter(std::uint64_t milliseconds) const 
 }
 
 void TimerQueue::insert(Timer& timer) {
-  if (waiting_.insert(&timer).first == waiting_.begin()) earliestChanged_();
+  waiting_.insert(&timer);
+  if (*waiting_.begin() == &timer) earliestChanged_();
 }
 
 void TimerQueue::remove(Timer& timer) {

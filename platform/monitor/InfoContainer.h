@@ -26,8 +26,8 @@ class InfoContainer {
   KXVector<Row> rows_;
 };
 
-// A row with the label, and below it the value's members and elements, a level deeper each, as far as maxLevel; a scalar
-// stands in the row itself.
+// A row with the label, and below it the value's members and elements, a level deeper each, as far as maxLevel; a
+// scalar stands in the row itself.
 void addInfoProperty(InfoContainer& container, unsigned level, unsigned column, const String& label,
                      const KX::Property::Value& value, unsigned maxLevel = std::numeric_limits<unsigned>::max());
 

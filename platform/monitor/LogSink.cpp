@@ -4,6 +4,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <string_view>
 
@@ -14,17 +15,8 @@ namespace {
 
 constexpr const char* INDENTATION = "\n    ";
 
-const char* kindName(RTD::Kind kind) {
-  switch (kind) {
-    case RTD::TRACE_1: return "trace1";
-    case RTD::TRACE_2: return "trace2";
-    case RTD::TRACE_3: return "trace3";
-    case RTD::REFUSAL: return "refusal";
-    case RTD::FAILURE: return "failure";
-    case RTD::SUCCESS: return "success";
-  }
-  return "";
-}
+// By kind.
+constexpr std::array<const char*, 7> KIND_NAMES{"", "trace1", "trace2", "trace3", "refusal", "failure", "success"};
 
 int syslogPriority(RTD::Kind kind) {
   if (kind == RTD::REFUSAL || kind == RTD::FAILURE) return LOG_WARNING;
@@ -65,7 +57,7 @@ String printable(const LogLine& line) {
 void StderrSink::write(const LogLine& line) {
   const KX::Clock now = KX::Clock::NOW();
   String text = now.toString(KX::Clock::HUMAN);
-  text.concatf(".%03u %s %s ", now.toTime().fraction / 1000, line.monitor.c_str(), kindName(line.kind));
+  text.concatf(".%03u %s %s ", now.toTime().fraction / 1000, line.monitor.c_str(), KIND_NAMES[line.kind]);
   text.append(printable(line)).append("\n");
   writeToStderr(text);
 }

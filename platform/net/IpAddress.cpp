@@ -64,5 +64,6 @@ std::uint32_t IpAddress::getV4NetMaskAsBinaryUInt32() const {
 }
 
 String IpAddress::toString() const {
-  return String::format("%u.%u.%u.%u", address_ >> 24U, address_ >> 16U & 0xffU, address_ >> 8U & 0xffU, address_ & 0xffU);
+  return String::format("%u.%u.%u.%u", address_ >> 24U, address_ >> 16U & 0xffU, address_ >> 8U & 0xffU,
+                        address_ & 0xffU);
 }

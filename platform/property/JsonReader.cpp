@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -34,8 +35,8 @@ struct ReaderMemory {
   static void Free(void* memory) { std::free(memory); }
 };
 
-// Takes the reader's events and makes values of them. What belongs to an open array or object waits on a stack, keys and
-// values in turn; at its end the whole run moves into a block of just that size.
+// Takes the reader's events and makes values of them. What belongs to an open array or object waits on a stack, keys
+// and values in turn; at its end the whole run moves into a block of just that size.
 class ValueHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, ValueHandler> {
  public:
   ValueHandler(JsonStream& stream, const JsonLimits& limits) : stream_(stream), limits_(limits) {}
@@ -64,7 +65,8 @@ class ValueHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
     waiting_.emplace_back(std::forward<T>(value));
     return true;
   }
-  // Puts the block in the place of its last so many parts.
+  std::span<Value> last(std::size_t parts) { return std::span<Value>(waiting_).last(parts); }
+  // Puts the block in the place of the parts that it was made of.
   bool finish(ValueBlock* block, std::size_t parts);
   bool fail(const char* what) {
     stream_.fail(what, stream_.Tell());
@@ -87,22 +89,23 @@ bool ValueHandler::start() {
 
 bool ValueHandler::EndArray(rapidjson::SizeType size) {
   ValueBlock* block = ValueBlock::create(false, size);
-  for (auto element = waiting_.end() - size; element != waiting_.end(); ++element) block->append(std::move(*element));
+  for (Value& element : last(size)) block->append(std::move(element));
   return finish(block, size);
 }
 
 // Of equal keys the last one's value stands in the first one's place.
 bool ValueHandler::EndObject(rapidjson::SizeType size) {
   ValueBlock* block = ValueBlock::create(true, size);
-  for (auto key = waiting_.end() - 2 * std::ptrdiff_t{size}; key != waiting_.end(); key += 2) {
-    const std::uint32_t known = block->find(key->stringView());
+  const std::span<Value> parts = last(2 * std::size_t{size});
+  for (std::size_t i = 0; i < parts.size(); i += 2) {
+    const std::uint32_t known = block->find(parts[i].stringView());
     if (known == ValueBlock::NONE) {
-      block->append(std::move(key[0]), std::move(key[1]));
+      block->append(std::move(parts[i]), std::move(parts[i + 1]));
     } else {
-      block->members()[known].value = std::move(key[1]);
+      block->members()[known].value = std::move(parts[i + 1]);
     }
   }
-  return finish(block, 2 * std::size_t{size});
+  return finish(block, parts.size());
 }
 
 bool ValueHandler::finish(ValueBlock* block, std::size_t parts) {

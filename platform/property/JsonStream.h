@@ -12,8 +12,8 @@ namespace KX::Property {
 
 // A JSON text as the reader's input. The reader believes that it parses in place, and the stream uses what it is told:
 // where a string begins, it passes over all that needs no decoding at once, and where a token begins, it reads a number
-// itself and lets the reader see the last digit only. The reader's own way with numbers refuses some that a double holds
-// (0e999) and looks beyond its tables with very long ones. Text and number of a token are the stream's to give.
+// itself and lets the reader see the last digit only. The reader's own way with numbers refuses some that a double
+// holds (0e999) and looks beyond its tables with very long ones. Text and number of a token are the stream's to give.
 //
 // The text is valid UTF-8. A stream that met an error pretends that the text ends there.
 class JsonStream {
@@ -42,8 +42,7 @@ class JsonStream {
   // Called by the reader in front of each token.
   void skipWhitespace() {
     while (next_ != end_ && (*next_ == ' ' || *next_ == '\n' || *next_ == '\r' || *next_ == '\t')) ++next_;
-    const char c = Peek();
-    if (c == '-' || (c >= '0' && c <= '9')) readNumber();
+    if (next_ != end_ && (*next_ == '-' || (*next_ >= '0' && *next_ <= '9'))) readNumber();
   }
 
   // The string and the number read last. The text stays good until the next one is read.

@@ -19,12 +19,13 @@ const char* skipPlainText(const char* text, const char* end) {
   Word word = 0;
   while (static_cast<std::size_t>(end - text) >= sizeof(word)) {
     std::memcpy(&word, text, sizeof(word));
-    // A byte of these is zero where the text has the character; subtracting one then borrows into its high bit.
-    const Word quotes = word ^ (ONES * '"');
-    const Word backslashes = word ^ (ONES * '\\');
-    Word found = ((quotes - ONES) & ~quotes) | ((backslashes - ONES) & ~backslashes) | ((word - ONES * 0x20) & ~word);
-    if (ASCII_ONLY) found |= word;
-    found &= HIGH_BITS;
+    // Where the text has the character a byte becomes zero, and subtracting one borrows into its high bit; so does what
+    // is below a blank. Beyond ASCII that bit says nothing.
+    const Word quotes = (word ^ (ONES * '"')) - ONES;
+    const Word backslashes = (word ^ (ONES * '\\')) - ONES;
+    const Word controls = word - ONES * 0x20;
+    const Word marked = quotes | backslashes | controls;
+    const Word found = (ASCII_ONLY ? marked | word : marked & ~word) & HIGH_BITS;
     if (found == 0) {
       text += sizeof(word);
     } else if constexpr (std::endian::native == std::endian::little) {

@@ -16,7 +16,7 @@ class StringCache {
   String get(std::string_view text) {
     if (text.empty() || text.size() > LONGEST) return String(text);
     String& slot = slots_[slotOf(text)];
-    if (!(slot == text)) slot = String(text);
+    if (!isSame(slot, text)) slot = String(text);
     return slot;
   }
 
@@ -29,6 +29,15 @@ class StringCache {
     Word word = 0;
     std::memcpy(&word, text, sizeof(word));
     return word;
+  }
+
+  // Most strings are short enough for two words that may overlap.
+  static bool isSame(const String& known, std::string_view text) {
+    const std::size_t size = text.size();
+    if (known.length() != size) return false;
+    if (size < 8 || size > 16) return known == text;
+    return load<std::uint64_t>(known.c_str()) == load<std::uint64_t>(text.data()) &&
+           load<std::uint64_t>(known.c_str() + size - 8) == load<std::uint64_t>(text.data() + size - 8);
   }
 
   // From the first and the last bytes.
@@ -44,7 +53,7 @@ class StringCache {
       hash ^= load<std::uint8_t>(start) << 8U ^ load<std::uint8_t>(start + text.size() / 2) << 16U ^
               load<std::uint8_t>(end - 1) << 24U;
     }
-    return (hash * 0x9e3779b97f4a7c15U) >> (64U - SLOT_BITS);
+    return static_cast<std::size_t>((hash * 0x9e3779b97f4a7c15U) >> (64U - SLOT_BITS));
   }
 
   String slots_[1U << SLOT_BITS];

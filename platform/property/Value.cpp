@@ -70,7 +70,7 @@ Value& Value::operator[](const String& key) {
   const std::uint32_t position = data_.block == nullptr ? ValueBlock::NONE : data_.block->find(key);
   const bool isNew = position == ValueBlock::NONE;
   data_.block = ValueBlock::writable(data_.block, true, isNew ? 1 : 0);
-  return isNew ? data_.block->append(key, Value()) : data_.block->members()[position].value;
+  return isNew ? data_.block->append(String(key), Value()) : data_.block->members()[position].value;
 }
 
 Value& Value::operator[](std::size_t index) {

@@ -24,16 +24,17 @@ class Value {
  public:
   enum class Type : std::uint8_t { UNSET, NONE, BOOLEAN, SIGNED, UNSIGNED, DOUBLE, STRING, ARRAY, OBJECT };
 
-  Value() = default;  // unset
-  Value(bool value) : type_(Type::BOOLEAN) { data_.boolean = value; }
+  Value() = default;               // unset
+  template <std::same_as<bool> T>  // and no pointer
+  Value(T value) : type_(Type::BOOLEAN) {
+    data_.boolean = value;
+  }
   template <std::signed_integral T>
   Value(T value) : type_(Type::SIGNED) {
     data_.integer = value;
   }
   template <std::unsigned_integral T>
-  Value(T value) : type_(Type::UNSIGNED) {
-    data_.natural = value;
-  }
+  requires(!std::same_as<T, bool>) Value(T value) : type_(Type::UNSIGNED) { data_.natural = value; }
   Value(double value) : type_(Type::DOUBLE) { data_.real = value; }
   Value(const char* text) : Value(String(text)) {}
   Value(String text) : type_(Type::STRING) { new (&data_.string) String(std::move(text)); }

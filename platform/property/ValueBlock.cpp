@@ -52,7 +52,11 @@ ValueBlock* ValueBlock::writable(ValueBlock* block, bool isObject, std::uint32_t
 
 void ValueBlock::copyItemsOf(const ValueBlock& other) {
   for (std::uint32_t i = 0; i < other.size; ++i) {
-    isObject ? append(other.members()[i].key, other.members()[i].value) : append(other.elements()[i]);
+    if (isObject) {
+      append(String(other.members()[i].key), Value(other.members()[i].value));
+    } else {
+      append(Value(other.elements()[i]));
+    }
   }
 }
 
@@ -73,8 +77,8 @@ void ValueBlock::release(ValueBlock* block) {
   if (block != nullptr && block->use.references.decrement() == 0) destroy(block);
 }
 
-// What a dead block held last is linked instead of destroyed in a call of its own: values nested a million deep must not
-// need a million stack frames.
+// What a dead block held last is linked instead of destroyed in a call of its own: values nested a million deep must
+// not need a million stack frames.
 void ValueBlock::destroy(ValueBlock* block) {
   block->nextDead = nullptr;
   while (block != nullptr) {
@@ -104,13 +108,6 @@ Value ValueBlock::toValue(ValueBlock* block) {
   if (block->size != 0) return Value(type, block);
   release(block);
   return Value(type, nullptr);
-}
-
-Value& ValueBlock::append(Value element) { return *new (elements() + size++) Value(std::move(element)); }
-
-Value& ValueBlock::append(String key, Value value) {
-  if (use.capacity > LARGEST_WITHOUT_INDEX) slots()[slotOf(key)] = size;
-  return (new (members() + size++) Member{std::move(key), std::move(value)})->value;
 }
 
 std::uint32_t ValueBlock::find(std::string_view key) const {

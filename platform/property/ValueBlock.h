@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -48,10 +49,13 @@ struct ValueBlock {
   // The position of the member, or NONE.
   std::uint32_t find(std::string_view key) const;
   // There is room. A member's key is new.
-  Value& append(Value element);
-  Value& append(String key, Value value);
+  Value& append(Value&& element) { return *new (elements() + size++) Value(std::move(element)); }
+  Value& append(String&& key, Value&& value) {
+    if (use.capacity > LARGEST_WITHOUT_INDEX) slots()[slotOf(key)] = size;
+    return (new (members() + size++) Member{std::move(key), std::move(value)})->value;
+  }
   // The same with a key that is a string value.
-  Value& append(Value&& key, Value value) { return append(std::move(key.data_.string), std::move(value)); }
+  Value& append(Value&& key, Value&& value) { return append(std::move(key.data_.string), std::move(value)); }
 
  private:
   ValueBlock(bool object, std::uint32_t capacity) : use{Count(1), capacity}, size(0), isObject(object) {}

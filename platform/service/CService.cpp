@@ -46,9 +46,7 @@ void CService::registerRequestHandler(const String& name, RequestHandler handler
 
 void CService::unregisterRequestHandler(const String& name) { handlers_.remove(name); }
 
-void CService::prepareAckResponse(Value& response, const Value& request) const {
-  response = Message::ack(request);
-}
+void CService::prepareAckResponse(Value& response, const Value& request) const { response = Message::ack(request); }
 
 void CService::sendNakResponse(const Value& request, const XCode& code) {
   static_cast<void>(sendMessage(Message::nak(request, code)));

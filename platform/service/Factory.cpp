@@ -48,18 +48,16 @@ String Factory::nextInstanceName() {
   return String::format("%" PRIu64, ++instances_);
 }
 
-void Factory::getInfo(InfoContainer& container, unsigned maxLevel, unsigned level, unsigned maxColumn,
-                      unsigned column, const String& title) const {
+void Factory::getInfo(InfoContainer& container, unsigned maxLevel, unsigned level, unsigned maxColumn, unsigned column,
+                      const String& title) const {
   const Guard guard(lock_);
   if (level > maxLevel || column > maxColumn) return;
-  container.add(level, column, String(title).append("Service factories"),
-                String::format("%zu", registrations_.size()));
+  container.add(level, column, String(title).append("Service factories"), String::format("%zu", registrations_.size()));
   if (level == maxLevel) return;
   for (const Registration& entry : registrations_) {
     container.add(level + 1, column, entry.name,
-                  String::format("direction %u, demand %u, protocol phase %u",
-                                 static_cast<unsigned>(entry.direction), static_cast<unsigned>(entry.demand),
-                                 static_cast<unsigned>(entry.protocolPhase)));
+                  String::format("direction %u, demand %u, protocol phase %u", static_cast<unsigned>(entry.direction),
+                                 static_cast<unsigned>(entry.demand), static_cast<unsigned>(entry.protocolPhase)));
   }
 }
 

@@ -3,11 +3,14 @@
 
 #include <algorithm>
 
+#include "platform/testing/Corpus.h"
+
 namespace KX::Testing {
 
 void LogCapture::write(const RTD::LogLine& line) {
-  entries_.push_back({line.kind, std::string(line.monitor.view()), std::string(line.prefix.view()),
-                      std::string(line.text.view())});
+  addToCorpus(line.text);
+  entries_.push_back(
+      {line.kind, std::string(line.monitor.view()), std::string(line.prefix.view()), std::string(line.text.view())});
 }
 
 std::vector<std::string> LogCapture::texts() const {

@@ -21,9 +21,11 @@ Lead leadOf(unsigned char first) {
   if (first < 0xc2 || first > 0xf4) return {0, 0, 0};
   if (first < 0xe0) return {2, 0x80, 0xbf};
   if (first < 0xf0) {
-    return {3, static_cast<unsigned char>(first == 0xe0 ? 0xa0 : 0x80), static_cast<unsigned char>(first == 0xed ? 0x9f : 0xbf)};
+    return {3, static_cast<unsigned char>(first == 0xe0 ? 0xa0 : 0x80),
+            static_cast<unsigned char>(first == 0xed ? 0x9f : 0xbf)};
   }
-  return {4, static_cast<unsigned char>(first == 0xf0 ? 0x90 : 0x80), static_cast<unsigned char>(first == 0xf4 ? 0x8f : 0xbf)};
+  return {4, static_cast<unsigned char>(first == 0xf0 ? 0x90 : 0x80),
+          static_cast<unsigned char>(first == 0xf4 ? 0x8f : 0xbf)};
 }
 
 // How many bytes of plain ASCII the text starts with, in whole words.

@@ -138,10 +138,10 @@ String dateAndTime(std::int64_t seconds, char separator) {
   const std::chrono::year_month_day date(toDays(days - era * DAYS_PER_ERA));
   const std::int64_t year = static_cast<int>(date.year()) + era * YEARS_PER_ERA;
   const std::chrono::hh_mm_ss time(std::chrono::seconds(seconds - days * SECONDS_PER_DAY));
-  return String::format("%s%04lld-%02u-%02u%c%02d:%02d:%02d", year < 0 ? "-" : "", std::abs(static_cast<long long>(year)),
-                        static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), separator,
-                        static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
-                        static_cast<int>(time.seconds().count()));
+  return String::format("%s%04lld-%02u-%02u%c%02d:%02d:%02d", year < 0 ? "-" : "",
+                        std::abs(static_cast<long long>(year)), static_cast<unsigned>(date.month()),
+                        static_cast<unsigned>(date.day()), separator, static_cast<int>(time.hours().count()),
+                        static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()));
 }
 
 String machineFormat(const KX::Clock::Time& time, bool isUtc) {

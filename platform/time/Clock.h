@@ -26,8 +26,8 @@ class Clock {
   constexpr Clock() = default;
   // What is out of range becomes the earliest or the latest time, here and in fromMicroseconds.
   explicit Clock(std::int64_t seconds, unsigned zone = LOCAL);
-  // Reads an RFC 3339 time, with or without fraction, with "Z" or an offset; anything else gives an invalid clock. There
-  // are no flags yet: callers pass 0.
+  // Reads an RFC 3339 time, with or without fraction, with "Z" or an offset; anything else gives an invalid clock.
+  // There are no flags yet: callers pass 0.
   Clock(const String& text, unsigned zone, unsigned flags);
   static Clock fromMicroseconds(std::int64_t microseconds, unsigned zone = LOCAL);
 

@@ -1,0 +1,2 @@
+// SPDX-License-Identifier: Apache-2.0
+// No tests: the program whose precompiled headers the others use.

@@ -1,0 +1,211 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <cstring>
+#include <optional>
+
+#include "links/UnixLink.h"
+#include "platform/monitor/Monitor.h"
+#include "platform/testing/LogCapture.h"
+#include "tests/links/TestPeer.h"
+#include "tests/platform/service/EchoService.h"
+
+using namespace KX::NMS;
+
+namespace {
+
+const std::string REQUEST = "{\"kind\":\"request\",\"service\":\"echo\",\"name\":\"echo\",\"id\":1,\"data\":2}\n";
+const std::string ACK = "{\"kind\":\"ack\",\"service\":\"echo\",\"name\":\"echo\",\"id\":1,\"data\":2}";
+
+std::string request(const std::string& name, const std::string& rest) {
+  return R"({"kind":"request","service":"echo","name":")" + name + "\",\"id\":1" + rest + "}\n";
+}
+
+class UnixLinkTest : public testing::Test {
+ protected:
+  UnixLinkTest() {
+    echo.onCreated = [this](EchoService& service) { service.onStopped = [this] { runner.somethingHappened(); }; };
+    link.emplace(runner.loop, SessionOptions{.factory = echo.factory, .serviceName = "echo"_s, .monitor = &monitor},
+                 String(path.c_str()));
+    EXPECT_TRUE(link->start().isSuccess());
+  }
+
+  bool waitForStop() {
+    return runner.runUntil([this] { return !echo.services.empty() && echo.last().stops == 1; });
+  }
+  std::unique_ptr<TestPeer> connect(bool reads = true) {
+    const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strcpy(address.sun_path, path.c_str());
+    EXPECT_EQ(::connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    return std::make_unique<TestPeer>(runner, descriptor, descriptor, reads);
+  }
+  // Connected, and served.
+  std::unique_ptr<TestPeer> connectAndAsk() {
+    auto peer = connect();
+    peer->send(REQUEST);
+    EXPECT_TRUE(peer->waitForLines(1));
+    EXPECT_EQ(peer->lines.empty() ? "" : peer->lines[0], ACK);
+    return peer;
+  }
+
+  KX::Testing::LogCapture log;
+  RTD::Monitor monitor{"link"_s, 0, log};
+  LoopRunner runner;
+  EchoFactory echo;
+  TemporaryFolder folder;
+  std::string path = folder.file("socket");
+  std::optional<UnixLink> link;
+};
+
+}  // namespace
+
+TEST_F(UnixLinkTest, ServiceIsOpenWhileAPeerIsConnected) {
+  EXPECT_TRUE(echo.services.empty());
+  const auto peer = connectAndAsk();
+  ASSERT_EQ(echo.services.size(), 1U);
+  EXPECT_TRUE(echo.last().isStarted());
+  peer->close();
+  ASSERT_TRUE(waitForStop());
+}
+
+TEST_F(UnixLinkTest, EachConnectionGetsAnInstanceOfItsOwn) {
+  int stopsWhenCreated = 0;
+  echo.onCreated = [&](EchoService&) {
+    stopsWhenCreated = 0;
+    for (const auto& service : echo.services) stopsWhenCreated += service->stops;
+  };
+  for (int i = 0; i < 20; ++i) {
+    connectAndAsk()->close();
+    EXPECT_EQ(stopsWhenCreated, i);
+  }
+  EXPECT_EQ(echo.services.size(), 20U);
+}
+
+TEST_F(UnixLinkTest, FurtherConnectionIsClosedAtOnceAndTheFirstOneStays) {
+  const auto first = connectAndAsk();
+  const auto second = connect();
+  second->send(REQUEST);
+  ASSERT_TRUE(second->waitForEnd());
+  EXPECT_TRUE(second->lines.empty());
+  EXPECT_EQ(echo.services.size(), 1U);
+  first->send(REQUEST);
+  EXPECT_TRUE(first->waitForLines(2));
+}
+
+TEST_F(UnixLinkTest, RequestsOfAPeerThatHasGoneAreHandledBeforeTheNextOneIsServed) {
+  const auto first = connectAndAsk();
+  int acts = 0;
+  echo.last().action = [&acts] { ++acts; };
+  first->send(request("act", "") + request("act", ""));
+  first->close();
+  connectAndAsk();
+  EXPECT_EQ(acts, 2);
+  EXPECT_EQ(echo.services.size(), 2U);
+}
+
+TEST_F(UnixLinkTest, PeerThatHasFinishedSendingGetsItsAnswers) {
+  const auto peer = connect();
+  for (int i = 0; i < 5; ++i) peer->send(request("fill", ",\"size\":1000000"));
+  peer->finishSending();
+  ASSERT_TRUE(peer->waitForEnd());
+  // The last line is the service's own at its end.
+  EXPECT_EQ(peer->lines.size(), 6U);
+  EXPECT_EQ(peer->rest, "");
+  connectAndAsk();
+}
+
+TEST_F(UnixLinkTest, PeerThatDoesNotReadIsDisconnectedAndTheNextOneServed) {
+  const auto slow = connect(false);
+  for (int i = 0; i < 20; ++i) slow->send(request("fill", ",\"size\":1000000"));
+  ASSERT_TRUE(waitForStop());
+  EXPECT_TRUE(log.has(RTD::FAILURE, "[link] Connection failed: The peer does not read"));
+  connectAndAsk();
+}
+
+TEST_F(UnixLinkTest, SlowPeerGetsEverythingAndItsOrder) {
+  const auto slow = connect(false);
+  for (int i = 0; i < 10; ++i) slow->send(request("fill", ",\"size\":" + std::to_string(1000000 + i)));
+  runner.runOnce();
+  slow->startReading();
+  ASSERT_TRUE(slow->waitForLines(10));
+  for (std::size_t i = 1; i < 10; ++i) EXPECT_EQ(slow->lines[i].size(), slow->lines[0].size() + i);
+}
+
+TEST_F(UnixLinkTest, ServiceThatCannotBeOpenedClosesTheConnection) {
+  echo.result = XCode::error("Not wanted");
+  const auto peer = connect();
+  ASSERT_TRUE(peer->waitForEnd());
+  EXPECT_TRUE(log.has(RTD::FAILURE, "[link] Service not opened: Not wanted"));
+  echo.result = XCode();
+  connectAndAsk();
+}
+
+TEST_F(UnixLinkTest, StopSendsTheRestAndRemovesTheFile) {
+  const auto peer = connectAndAsk();
+  ASSERT_TRUE(echo.last().tell("cancelled"_s).isSuccess());
+  link->stop();
+  link->stop();
+  EXPECT_NE(access(path.c_str(), F_OK), 0);
+  link.reset();
+  ASSERT_TRUE(peer->waitForEnd());
+  ASSERT_EQ(peer->lines.size(), 3U);
+  EXPECT_NE(peer->lines[1].find("cancelled"), std::string::npos);
+  EXPECT_NE(peer->lines[2].find("stopping"), std::string::npos);
+}
+
+TEST_F(UnixLinkTest, StoppedWithoutAPeerItIsJustGone) {
+  link->stop();
+  EXPECT_NE(access(path.c_str(), F_OK), 0);
+  EXPECT_TRUE(echo.services.empty());
+}
+
+TEST_F(UnixLinkTest, RequestMayStopTheLink) {
+  const auto peer = connectAndAsk();
+  bool stopped = false;
+  echo.last().action = [&] {
+    link->stop();
+    stopped = true;
+  };
+  peer->send(request("act", ""));
+  ASSERT_TRUE(peer->waitForLines(2));
+  EXPECT_TRUE(stopped);
+  EXPECT_NE(access(path.c_str(), F_OK), 0);
+}
+
+TEST_F(UnixLinkTest, RequestOfAPeerThatHasGoneMayStopTheLink) {
+  const auto first = connectAndAsk();
+  echo.last().action = [this] { link->stop(); };
+  first->send(request("act", "") + REQUEST);
+  first->close();
+  const auto second = connect();
+  ASSERT_TRUE(waitForStop());
+  runner.runOnce();
+  EXPECT_EQ(echo.services.size(), 1U);
+}
+
+TEST_F(UnixLinkTest, SecondLinkAtThePathIsAnError) {
+  UnixLink other(runner.loop, SessionOptions{echo.factory, "echo"_s}, String(path.c_str()));
+  EXPECT_EQ(other.start().toString(), (path + ": Somebody listens there").c_str());
+  other.stop();
+  connectAndAsk();
+}
+
+TEST_F(UnixLinkTest, PeerWaitsWhileNoDescriptorIsLeft) {
+  const auto peer = connect();
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  const int lowest = fcntl(0, F_DUPFD_CLOEXEC, 0);
+  close(lowest);
+  const rlimit none{static_cast<rlim_t>(lowest), before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  runner.runOnce();
+  EXPECT_TRUE(echo.services.empty());
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  peer->send(REQUEST);
+  EXPECT_TRUE(peer->waitForLines(1));
+}

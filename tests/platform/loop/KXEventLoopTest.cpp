@@ -1,0 +1,197 @@
+// SPDX-License-Identifier: Apache-2.0
+// What both loops promise.
+#include "platform/loop/KXEventLoop.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "platform/loop/UvEventLoop.h"
+#include "platform/testing/VirtualEventLoop.h"
+
+namespace {
+
+template <class Loop>
+struct KXEventLoopTest : testing::Test {
+  Loop loop_;
+  std::string log_;
+};
+
+using Loops = testing::Types<KX::UvEventLoop, KX::Testing::VirtualEventLoop>;
+TYPED_TEST_SUITE(KXEventLoopTest, Loops);
+
+TYPED_TEST(KXEventLoopTest, PostedCallsRunInOrder) {
+  auto& loop = this->loop_;
+  for (char name = 'a'; name < 'e'; ++name) loop.post([this, name] { this->log_ += name; });
+  loop.post([&] { loop.stop(); });
+  EXPECT_EQ(this->log_, "");
+  loop.run();
+  EXPECT_EQ(this->log_, "abcd");
+}
+
+TYPED_TEST(KXEventLoopTest, CallPostedInACallRunsAfterThoseThatWaited) {
+  auto& loop = this->loop_;
+  loop.post([&] {
+    this->log_ += 'a';
+    loop.post([&] {
+      this->log_ += 'c';
+      loop.stop();
+    });
+  });
+  loop.post([&] { this->log_ += 'b'; });
+  loop.run();
+  EXPECT_EQ(this->log_, "abc");
+}
+
+TYPED_TEST(KXEventLoopTest, StopBeforeRunMakesRunReturnAtOnce) {
+  auto& loop = this->loop_;
+  loop.stop();
+  loop.post([&] {
+    this->log_ += 'a';
+    loop.stop();
+  });
+  loop.run();
+  EXPECT_EQ(this->log_, "");
+  loop.run();
+  EXPECT_EQ(this->log_, "a");
+}
+
+TYPED_TEST(KXEventLoopTest, TimersFireByDueTime) {
+  auto& loop = this->loop_;
+  const auto c = loop.createTimeoutEvent(0, [&] {
+    this->log_ += 'c';
+    loop.stop();
+  });
+  const auto a = loop.createTimeoutEvent(5, [&] { this->log_ += 'a'; });
+  const auto b = loop.createTimeoutEvent(1, [&] { this->log_ += 'b'; });
+  c->start(9, false, false);
+  a->start(1, false, false);
+  b->start(5, false, false);
+  loop.run();
+  EXPECT_EQ(this->log_, "abc");
+}
+
+TYPED_TEST(KXEventLoopTest, RepeatingTimerFiresUntilStopped) {
+  auto& loop = this->loop_;
+  std::unique_ptr<KX::TimeoutEvent> timer;
+  timer = loop.createTimeoutEvent(1, [&] {
+    this->log_ += 'a';
+    if (this->log_.size() == 4) loop.stop();
+  });
+  timer->start(2, true, true);
+  loop.run();
+  EXPECT_EQ(this->log_, "aaaa");
+}
+
+TYPED_TEST(KXEventLoopTest, HandlerMayDestroyItsTimerAndOthers) {
+  auto& loop = this->loop_;
+  std::unique_ptr<KX::TimeoutEvent> a;
+  auto b = loop.createTimeoutEvent(2, [&] { this->log_ += 'b'; });
+  const auto end = loop.createTimeoutEvent(3, [&] { loop.stop(); });
+  a = loop.createTimeoutEvent(1, [&] {
+    a.reset();
+    b.reset();
+    this->log_ += 'a';
+  });
+  a->start(1, true, false);
+  b->start(2, true, false);
+  end->start(4, false, false);
+  loop.run();
+  EXPECT_EQ(this->log_, "a");
+}
+
+TYPED_TEST(KXEventLoopTest, TimerThatStartsItselfWithoutDelayStarvesNobody) {
+  auto& loop = this->loop_;
+  int rounds = 0;
+  std::unique_ptr<KX::TimeoutEvent> eager;
+  eager = loop.createTimeoutEvent(1, [&] {
+    ++rounds;
+    if (rounds == 3) {
+      loop.post([&] {
+        this->log_ += 'p';
+        loop.stop();
+      });
+    }
+    ASSERT_LT(rounds, 1000);
+    eager->start(0, false, false);
+  });
+  eager->start(0, false, false);
+  loop.run();
+  EXPECT_EQ(this->log_, "p");
+}
+
+TYPED_TEST(KXEventLoopTest, ZeroDelayAndFireNowComeInALaterTurn) {
+  auto& loop = this->loop_;
+  const auto a = loop.createTimeoutEvent(1, [&] { this->log_ += 'a'; });
+  const auto b = loop.createTimeoutEvent(2, [&] {
+    this->log_ += 'b';
+    loop.stop();
+  });
+  a->start(0, false, false);
+  b->start(60'000, true, true);
+  EXPECT_EQ(this->log_, "");
+  loop.run();
+  EXPECT_EQ(this->log_, "ab");
+}
+
+TYPED_TEST(KXEventLoopTest, WhatWasPostedAndHasNotRunIsDroppedWithTheLoop) {
+  const auto marker = std::make_shared<int>(0);
+  {
+    TypeParam loop;
+    loop.post([marker] { FAIL(); });
+    EXPECT_EQ(marker.use_count(), 2);
+  }
+  EXPECT_EQ(marker.use_count(), 1);
+}
+
+TYPED_TEST(KXEventLoopTest, CapturesOfACallGoWithTheCall) {
+  auto& loop = this->loop_;
+  auto marker = std::make_shared<int>(0);
+  loop.post([marker] {});
+  loop.post([&] {
+    EXPECT_EQ(marker.use_count(), 1);
+    loop.stop();
+  });
+  loop.run();
+}
+
+TYPED_TEST(KXEventLoopTest, CurrentIsTheLoopCreatedLastOnTheThread) {
+  EXPECT_EQ(KXEventLoop::current(), &this->loop_);
+  {
+    TypeParam inner;
+    EXPECT_EQ(KXEventLoop::current(), &inner);
+  }
+  EXPECT_EQ(KXEventLoop::current(), &this->loop_);
+}
+
+TYPED_TEST(KXEventLoopTest, AnotherThreadHasNoLoop) {
+  const KXEventLoop* seen = &this->loop_;
+  bool isLoopThread = true;
+  std::thread([&] {
+    seen = KXEventLoop::current();
+    isLoopThread = this->loop_.isLoopThread();
+  }).join();
+  EXPECT_EQ(seen, nullptr);
+  EXPECT_FALSE(isLoopThread);
+  EXPECT_TRUE(this->loop_.isLoopThread());
+}
+
+TYPED_TEST(KXEventLoopTest, ServicesAreFoundByTheirKind) {
+  auto& loop = this->loop_;
+  int number = 1;
+  int other = 2;
+  char letter = 'a';
+  EXPECT_EQ(loop.template service<int>(), nullptr);
+  loop.provide(&number);
+  loop.provide(&letter);
+  EXPECT_EQ(loop.template service<int>(), &number);
+  EXPECT_EQ(loop.template service<char>(), &letter);
+  loop.provide(&other);
+  EXPECT_EQ(loop.template service<int>(), &other);
+  loop.template provide<int>(nullptr);
+  EXPECT_EQ(loop.template service<int>(), nullptr);
+}
+
+}  // namespace

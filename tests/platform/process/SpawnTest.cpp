@@ -1,0 +1,132 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/process/Spawn.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+namespace {
+
+using KX::Shell::findProgram;
+
+// A folder with two folders of programs, and a PATH of the test's own.
+class SpawnTest : public testing::Test {
+ protected:
+  SpawnTest() {
+    if (const char* path = std::getenv("PATH"); path != nullptr) savedPath_ = path;
+    folder_ = (std::filesystem::temp_directory_path() / "spawn-test-XXXXXX").string();
+    EXPECT_NE(mkdtemp(folder_.data()), nullptr);
+    std::filesystem::create_directories(folder_ + "/one");
+    std::filesystem::create_directories(folder_ + "/two");
+    setPath(folder_ + "/one:" + folder_ + "/two");
+  }
+  ~SpawnTest() override {
+    setenv("PATH", savedPath_.c_str(), 1);
+    std::filesystem::remove_all(folder_);
+  }
+
+  static void setPath(const std::string& path) { setenv("PATH", path.c_str(), 1); }
+  std::string file(const std::string& name, mode_t mode) {
+    const std::string path = folder_ + "/" + name;
+    const int descriptor = open(path.c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, mode);
+    close(descriptor);
+    return path;
+  }
+  std::string found(const std::string& name) {
+    String path;
+    result_ = findProgram(String(name), path);
+    return result_.isSuccess() ? path.c_str() : "";
+  }
+
+  std::string folder_;
+  std::string savedPath_;
+  XCode result_;
+};
+
+TEST_F(SpawnTest, FirstFolderOfPathWins) {
+  const std::string one = file("one/tool", 0755);
+  file("two/tool", 0755);
+  EXPECT_EQ(found("tool"), one);
+}
+
+TEST_F(SpawnTest, LaterFoldersAreLookedIn) {
+  const std::string two = file("two/tool", 0755);
+  EXPECT_EQ(found("tool"), two);
+}
+
+TEST_F(SpawnTest, FileThatMayNotRunIsPassedOver) {
+  file("one/tool", 0644);
+  const std::string two = file("two/tool", 0755);
+  EXPECT_EQ(found("tool"), two);
+}
+
+TEST_F(SpawnTest, FolderOfThatNameIsPassedOver) {
+  std::filesystem::create_directories(folder_ + "/one/tool");
+  const std::string two = file("two/tool", 0755);
+  EXPECT_EQ(found("tool"), two);
+}
+
+TEST_F(SpawnTest, MissingProgramIsNotFound) {
+  EXPECT_EQ(found("tool"), "");
+  EXPECT_EQ(result_.code(), 1000 + ENOENT);
+}
+
+TEST_F(SpawnTest, ProgramThatMayNotRunAnywhereIsSaidToBeSo) {
+  file("one/tool", 0644);
+  EXPECT_EQ(found("tool"), "");
+  EXPECT_EQ(result_.code(), 1000 + EACCES);
+}
+
+TEST_F(SpawnTest, NameWithASlashIsAPath) {
+  const std::string path = file("one/tool", 0755);
+  setPath("");
+  EXPECT_EQ(found(path), path);
+  EXPECT_EQ(found(folder_ + "/one/other"), "");
+  EXPECT_EQ(result_.code(), 1000 + ENOENT);
+}
+
+TEST_F(SpawnTest, EmptyFolderOfPathIsTheCurrentOne) {
+  file("one/tool", 0755);
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(folder_ + "/one");
+  setPath("/nowhere:");
+  EXPECT_EQ(found("tool"), "./tool");
+  std::filesystem::current_path(before);
+}
+
+TEST_F(SpawnTest, WithoutPathTheUsualFoldersAreLookedIn) {
+  unsetenv("PATH");
+  EXPECT_NE(found("true"), "");
+}
+
+TEST_F(SpawnTest, FileThatIsNoProgramIsAnErrorOfTheStartAndNeverGivenToAShell) {
+  const std::string path = file("one/tool", 0755);
+  KX::Shell::Child child;
+  EXPECT_EQ(KX::Shell::spawn(KX::Shell::Command(String(path)), -1, -1, child).code(), 1000 + ENOEXEC);
+  EXPECT_FALSE(child);
+}
+
+TEST_F(SpawnTest, ChildThatGoesOutOfScopeIsKilledAndReaped) {
+  setPath(savedPath_);
+  pid_t pid = 0;
+  {
+    KX::Shell::Child child;
+    ASSERT_TRUE(KX::Shell::spawn(KX::Shell::Command("sleep 1000"), -1, -1, child).isSuccess());
+    pid = child.pid();
+    EXPECT_FALSE(child.hasEnded());
+  }
+  EXPECT_EQ(kill(pid, 0), -1);
+  EXPECT_EQ(errno, ESRCH);
+}
+
+TEST_F(SpawnTest, WithoutAChildThereIsNothingToSignal) {
+  EXPECT_EQ(KX::Shell::Child().signal(0).code(), 1000 + ESRCH);
+}
+
+}  // namespace
