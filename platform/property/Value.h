@@ -24,8 +24,9 @@ class Value {
  public:
   enum class Type : std::uint8_t { UNSET, NONE, BOOLEAN, SIGNED, UNSIGNED, DOUBLE, STRING, ARRAY, OBJECT };
 
-  Value() = default;               // unset
-  template <std::same_as<bool> T>  // and no pointer
+  Value() = default;  // unset
+  // Booleans only: a pointer would convert to one.
+  template <std::same_as<bool> T>
   Value(T value) : type_(Type::BOOLEAN) {
     data_.boolean = value;
   }

@@ -253,6 +253,9 @@ class StdioLink(AgentTest):
              "model": "Varnel X 1.2", "status": "unknown"}])
         self.assertEqual((self.folder / "calls").read_text().splitlines(), [
             "arp-scan --interface=eth1 --localnet --quiet --timeout=5000 --retry=3", "discovery-client -j -i eth1"])
+        if not AGENT.endswith("valgrind_agent"):
+            children = pathlib.Path(f"/proc/{agent.pid}/task/{agent.pid}/children")
+            self.assertEqual(children.read_text(), "", "no child is left, and no zombie")
         agent.stdin.close()
         self.assertEqual(agent.wait(timeout=60), 0)
 

@@ -56,9 +56,9 @@ class ScanFixture : public testing::Test {
   Testing::VirtualEventLoop loop_;
   Testing::FakeShell shell_{loop_};
   RecordingParser parser_;
-  KXPtr<Scan> scan_;
-  // The scan's state at each emission of its signal.
+  // The scan's state at each emission of its signal, the one at its destruction included.
   std::vector<std::string> states_;
+  KXPtr<Scan> scan_;
 };
 
 }  // namespace KX::NMS::Discovery

@@ -54,6 +54,7 @@ TEST_F(ScanTest, StateIsPublishedBeforeTheCommandIsStarted) {
   scan_->invoke();
   EXPECT_EQ(invokedAtStart, 0U);
   EXPECT_THAT(shell_.invoked(), ElementsAre(COMMAND));
+  scan_.reset();
 }
 
 TEST_F(ScanTest, SecondInvokeIsRefusedAndLeavesTheFirstRunAlone) {

@@ -18,14 +18,13 @@ class CorruptFileTest : public DatabaseFixture {
  protected:
   // Tables of several pages each.
   Bytes largeFile() const {
-    std::string sql = "PRAGMA page_size = 512; BEGIN;" + std::string(DeviceFile::TABLES) +
-                      "INSERT INTO context_ip VALUES (1, 2, 10, 'router');";
-    for (int id = 1; id <= 16; ++id) {
-      const std::string text = std::to_string(id);
-      sql += "INSERT INTO dyn_if VALUES (" + text + ", 'eth" + text + "');";
-      sql += "INSERT INTO ip_interface VALUES (" + text + ", 1, 2, 10, 'LAN" + text + "', " + text + ", 3);";
-      sql += "INSERT INTO ip_interface_address VALUES (" + text + ", " + text + ", 2, 10, '10." + text + ".0.0/16');";
-    }
+    const std::string rows =
+        "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 16) INSERT INTO ";
+    std::string sql = "PRAGMA page_size = 512; BEGIN;" + std::string(DeviceFile::TABLES);
+    sql += "INSERT INTO context_ip VALUES (1, 2, 10, 'router');";
+    sql += rows + "dyn_if SELECT i, 'eth' || i FROM n;";
+    sql += rows + "ip_interface SELECT i, 1, 2, 10, 'LAN' || i, i, 3 FROM n;";
+    sql += rows + "ip_interface_address SELECT i, i, 2, 10, '10.' || i || '.0.0/16' FROM n;";
     file_.execute(sql + "COMMIT;");
     return file_.bytes();
   }
@@ -46,6 +45,23 @@ class CorruptFileTest : public DatabaseFixture {
 // Puts a number in the file format's byte order.
 void put(Bytes& bytes, std::size_t at, std::uint32_t value, int size) {
   for (int i = size - 1; i >= 0; --i, value >>= 8U) bytes[at + static_cast<std::size_t>(i)] = value & 0xFFU;
+}
+
+// Turns the page at an offset into an interior one whose 41 references all name the same child.
+void makeInterior(Bytes& bytes, std::size_t page, std::uint32_t child) {
+  constexpr std::uint32_t CELLS = 40;
+  constexpr std::uint32_t CELL_SIZE = 5;
+  std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(page), PAGE_SIZE, static_cast<unsigned char>(0));
+  bytes[page] = 5;
+  put(bytes, page + 3, CELLS, 2);
+  put(bytes, page + 5, PAGE_SIZE - CELLS * CELL_SIZE, 2);
+  put(bytes, page + 8, child, 4);
+  for (std::uint32_t cell = 0; cell < CELLS; ++cell) {
+    const std::uint32_t at = PAGE_SIZE - (cell + 1) * CELL_SIZE;
+    put(bytes, page + 12 + cell * 2, at, 2);
+    put(bytes, page + at, child, 4);
+    bytes[page + at + 4] = static_cast<unsigned char>(cell + 1);
+  }
 }
 
 TEST_F(CorruptFileTest, FlippedBytesNeverCrash) {
@@ -109,19 +125,7 @@ TEST_F(CorruptFileTest, PagesThatReferToEachOtherEndWithAnError) {
   std::size_t page = root;
   for (int level = 0; level < 5; ++level) {
     const auto next = static_cast<std::uint32_t>(bytes.size() / PAGE_SIZE + 1);
-    constexpr std::uint32_t CELLS = 40;
-    constexpr std::uint32_t CELL_SIZE = 5;
-    std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(page), PAGE_SIZE, static_cast<unsigned char>(0));
-    bytes[page] = 5;  // an interior page
-    put(bytes, page + 3, CELLS, 2);
-    put(bytes, page + 5, PAGE_SIZE - CELLS * CELL_SIZE, 2);
-    put(bytes, page + 8, next, 4);
-    for (std::uint32_t cell = 0; cell < CELLS; ++cell) {
-      const std::uint32_t at = PAGE_SIZE - (cell + 1) * CELL_SIZE;
-      put(bytes, page + 12 + cell * 2, at, 2);
-      put(bytes, page + at, next, 4);
-      bytes[page + at + 4] = static_cast<unsigned char>(cell + 1);
-    }
+    makeInterior(bytes, page, next);
     page = bytes.size();
     bytes.insert(bytes.end(), leaf.begin(), leaf.end());
   }

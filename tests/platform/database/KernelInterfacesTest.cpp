@@ -2,6 +2,7 @@
 // The real kernel, in a network namespace that each test makes for itself in a child process.
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -174,6 +175,27 @@ TEST(KernelInterfaces, OnALoopThatCannotWatchEveryTransactionReadsAnew) {
     EXPECT_EQ(rows(), "context kernel\n");
     ip("link add v0 type veth peer name v1");
     EXPECT_EQ(rows(), "context kernel\n- v1 v1 1\n- v0 v0 1\n");
+  });
+}
+
+TEST(KernelInterfaces, WhatCannotBeReadFailsTheTransactionUntilItCan) {
+  inNetworkNamespace([] {
+    KX::Testing::VirtualEventLoop loop;
+    DB::Database database;
+    loop.provide(&database);
+    DB::KernelInterfaces interfaces(loop, database);
+    ASSERT_TRUE(interfaces.start().isSuccess());
+    EXPECT_EQ(rows(), "context kernel\n");
+    rlimit normal{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &normal), 0);
+    rlimit none = normal;
+    none.rlim_cur = 0;
+    const std::string expected = std::string("Cannot read the kernel's interfaces: ") + std::strerror(EMFILE);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_EQ(interfaces.start().toString(), expected);
+    EXPECT_EQ(walk().result.toString(), expected);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &normal), 0);
+    EXPECT_EQ(rows(), "context kernel\n");
   });
 }
 

@@ -6,7 +6,6 @@
 
 namespace {
 
-using DB::Netlink::Address;
 using DB::Netlink::Message;
 using Kind = Message::Kind;
 
