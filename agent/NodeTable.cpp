@@ -42,7 +42,8 @@ std::vector<Row> makeRows(const KX::NMS::Discovery::Repository& repository) {
 std::array<std::size_t, COLUMNS> measure(const std::vector<Row>& rows) {
   std::array<std::size_t, COLUMNS> widths{};
   for (std::size_t column = 0; column < COLUMNS; ++column) {
-    for (std::size_t row = 1; row < rows.size(); ++row) widths[column] = std::max(widths[column], rows[row][column].length());
+    for (std::size_t row = 1; row < rows.size(); ++row)
+      widths[column] = std::max(widths[column], rows[row][column].length());
     if (widths[column] != 0) widths[column] = std::max(widths[column], rows[0][column].length());
   }
   return widths;

@@ -90,21 +90,38 @@ XCode addInterface(const char* value, Options& options) {
 
 XCode apply(int name, const char* value, Options& options) {
   switch (name) {
-    case LINK: return readLink(value, options);
-    case DATABASE: options.database = value; break;
-    case CLEAR_BEFORE_UPDATE: options.clearBeforeUpdate = true; break;
+    case LINK:
+      return readLink(value, options);
+    case DATABASE:
+      options.database = value;
+      break;
+    case CLEAR_BEFORE_UPDATE:
+      options.clearBeforeUpdate = true;
+      break;
     case COMMAND_LIMIT:
       return readNumber("command-limit", value, ~std::uint32_t{0}, options.processLimits.runSeconds);
     case OUTPUT_LIMIT:
       return readNumber("output-limit", value, ~std::uint64_t{0}, options.processLimits.outputBytes);
-    case MESSAGE_LIMIT: return readNumber("message-limit", value, ~std::size_t{0} / 2, options.messageLimit);
-    case LOG: return readLog(value, options);
-    case PLAN: options.plan = value; break;
-    case VERBOSITY: return readNumber("verbosity", value, 3U, options.verbosity);
-    case JSON: options.json = true; break;
-    case INTERFACE: return addInterface(value, options);
-    case VERSION: options.command = Options::Command::VERSION; break;
-    default: options.command = Options::Command::HELP; break;
+    case MESSAGE_LIMIT:
+      return readNumber("message-limit", value, ~std::size_t{0} / 2, options.messageLimit);
+    case LOG:
+      return readLog(value, options);
+    case PLAN:
+      options.plan = value;
+      break;
+    case VERBOSITY:
+      return readNumber("verbosity", value, 3U, options.verbosity);
+    case JSON:
+      options.json = true;
+      break;
+    case INTERFACE:
+      return addInterface(value, options);
+    case VERSION:
+      options.command = Options::Command::VERSION;
+      break;
+    default:
+      options.command = Options::Command::HELP;
+      break;
   }
   return XCode();
 }

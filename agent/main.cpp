@@ -15,10 +15,16 @@ int main(int argc, char* argv[]) {
   const XCode result = parseOptions(argc, argv, options);
   if (result.isErr()) return complain(result.toString(), 2);
   switch (options.command) {
-    case Options::Command::RUN: return runCommand(options);
-    case Options::Command::SCAN: return scanCommand(options);
-    case Options::Command::VERSION: std::printf("discovery-agent %s\n", AGENT_VERSION); break;
-    case Options::Command::HELP: std::fputs(usage(), stdout); break;
+    case Options::Command::RUN:
+      return runCommand(options);
+    case Options::Command::SCAN:
+      return scanCommand(options);
+    case Options::Command::VERSION:
+      std::printf("discovery-agent %s\n", AGENT_VERSION);
+      break;
+    case Options::Command::HELP:
+      std::fputs(usage(), stdout);
+      break;
   }
   return 0;
 }

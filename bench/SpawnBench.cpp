@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // What a command costs from its start to its end, and how fast its output comes in, beside the same with bare system
 // calls. Compare within one run:
-//   spawn-bench --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true --benchmark_report_aggregates_only=true
+//   spawn-bench --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true
+//   --benchmark_report_aggregates_only=true
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <spawn.h>

@@ -28,12 +28,11 @@ String syncRequest(std::int64_t nodes) {
   String text(R"({"kind":"request","service":"discovery","name":"syncNodes","id":1,"nodes":[)");
   for (std::int64_t i = 0; i < nodes; ++i) {
     const auto n = static_cast<unsigned>(i);
-    text.concatf(
-        R"(%s{"ipAddress":"10.%u.%u.%u","physicalAddress":"02:00:5E:%02X:%02X:%02X","interface":"lan0",)"
-        R"("model":"Varnel X%u 1.2","status":"up","statusChangeDate":"2026-11-20T22:25:%02u.123Z",)"
-        R"("services":{"http":{"port":80},"https":{"port":443},"snmp":{"port":161}}})",
-        i == 0 ? "" : ",", n >> 16U & 255U, n >> 8U & 255U, n & 255U, n >> 16U & 255U, n >> 8U & 255U, n & 255U,
-        n % 7, n % 60);
+    text.concatf(R"(%s{"ipAddress":"10.%u.%u.%u","physicalAddress":"02:00:5E:%02X:%02X:%02X","interface":"lan0",)"
+                 R"("model":"Varnel X%u 1.2","status":"up","statusChangeDate":"2026-11-20T22:25:%02u.123Z",)"
+                 R"("services":{"http":{"port":80},"https":{"port":443},"snmp":{"port":161}}})",
+                 i == 0 ? "" : ",", n >> 16U & 255U, n >> 8U & 255U, n & 255U, n >> 16U & 255U, n >> 8U & 255U,
+                 n & 255U, n % 7, n % 60);
   }
   return text.append("]}");
 }
@@ -50,9 +49,8 @@ struct Device {
 };
 
 void reportPerNode(benchmark::State& state) {
-  state.counters["per_node"] =
-      benchmark::Counter(static_cast<double>(state.iterations() * state.range(0)),
-                         benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+  state.counters["per_node"] = benchmark::Counter(static_cast<double>(state.iterations() * state.range(0)),
+                                                  benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
 }
 
 void SyncNodes(benchmark::State& state) {
@@ -75,8 +73,8 @@ void ReadAndWriteOnly(benchmark::State& state) {
     rapidjson::MemoryStream stream(request.c_str(), request.length());
     rapidjson::Reader reader;
     EmptyHandler handler;
-    constexpr unsigned FLAGS = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag |
-                               rapidjson::kParseNumbersAsStringsFlag;
+    constexpr unsigned FLAGS =
+        rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag | rapidjson::kParseNumbersAsStringsFlag;
     if (reader.Parse<FLAGS>(stream, handler).IsError()) std::abort();
     benchmark::DoNotOptimize(answer.toJson());
   }

@@ -83,7 +83,7 @@ void LineConnection::endInput() {
 
 void LineConnection::onFailed(const XCode& reason) {
   if (monitor_ != nullptr) {
-    monitor_->note(RTD::FAILURE, "[link] "_s, "Connection failed: %s", reason.toString().c_str());
+    monitor_->note(RTD::OUTCOME, "[link] "_s, "Connection failed: %s", reason.toString().c_str());
   }
   endInput();
   call(handlers_.onFailed);

@@ -79,7 +79,7 @@ void UnixLink::connect(KX::Shell::Descriptor peer) {
   const XCode result = connection_->start();
   if (result.isSuccess()) return;
   if (options_.monitor != nullptr) {
-    options_.monitor->note(RTD::FAILURE, "[link] "_s, "Service not opened: %s", result.toString().c_str());
+    options_.monitor->note(RTD::OUTCOME, "[link] "_s, "Service not opened: %s", result.toString().c_str());
   }
   disconnect();
 }

@@ -62,8 +62,8 @@ void CClientDiscoveryService::syncStatus(const Property::Value& element, const S
   const String status = element["status"].toString();
   if (!(status == "up") && !(status == "down")) return;
   const Clock changeDate(element["statusChangeDate"].toString(), Clock::UTC, 0);
-  static_cast<void>(repository_->setStatus(ipAddress, status == "up" ? NodeStatus::UP : NodeStatus::DOWN, &changeDate,
-                                           nullptr));
+  static_cast<void>(
+      repository_->setStatus(ipAddress, status == "up" ? NodeStatus::UP : NodeStatus::DOWN, &changeDate, nullptr));
 }
 
 KXLWPtr<Node> CClientDiscoveryService::addManualNode(const String& ipAddress) {

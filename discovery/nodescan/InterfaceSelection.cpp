@@ -2,6 +2,7 @@
 // How a node scan chooses the device's IP interfaces, with its decision log. Marks in the log: "v" and "x" stand for
 // single tests, "V" and "X" for the verdict.
 #include <array>
+#include <utility>
 
 #include "discovery/common/Log.h"
 #include "discovery/nodescan/JobNodeScan.h"
@@ -32,8 +33,8 @@ const std::array<IpAddress, 3>& privateNetworks() {
 void JobNodeScan::readInterfaceRules() {
   const Property::Value& interfaces = std::as_const(description_)["interfaces"];
   for (const Property::Value& item : interfaces.elements()) {
-    interfaceDescriptions_.add({KXRegEx::COMPILE_EXPRESSION(item["regex"].toString()),
-                                item["privateNetworksOnly"].toBoolOr(true)});
+    interfaceDescriptions_.add(
+        {KXRegEx::COMPILE_EXPRESSION(item["regex"].toString()), item["privateNetworksOnly"].toBoolOr(true)});
   }
 }
 
@@ -89,7 +90,7 @@ void JobNodeScan::examineInterface(const DB::Ptr<DB::Entry::IpInterface>& interf
 // A subnet counts when it lies wholly inside a private network; one that is larger or only overlaps does not.
 bool JobNodeScan::isInterfaceInPrivateNetwork(DB::Ptr<DB::Entry::IpInterface> interface) const {
   using Query = DB::Table::IpInterfaceAddress::QueryByParentTypeStatusByKey;
-  Query addresses(Query::Key(interface, OBJECT_TYPE, OBJECT_STATUS));
+  Query addresses(Query::Key(std::move(interface), OBJECT_TYPE, OBJECT_STATUS));
   for (addresses.begin(); addresses.iterate(); addresses.moveNext()) {
     const DB::Ptr<DB::Entry::IpInterfaceAddress> address = *addresses;
     IpAddress subnet;

@@ -95,7 +95,7 @@ void Scan::successful(const Property::Value& result) {
 }
 
 void Scan::failed(const String& why) {
-  DISCOVERY_NOTE(FAILURE, logPrefix_, "Network scan failed: %s", why.c_str());
+  DISCOVERY_NOTE(OUTCOME, logPrefix_, "Network scan failed: %s", why.c_str());
   if (status_.failed(why)) onStatusChanged();
 }
 

@@ -21,12 +21,12 @@ Job::Job(KXEventLoop& loop, Repository& repository, const String& name, unsigned
 }
 
 void Job::successful(const Property::Value& result) {
-  DISCOVERY_NOTE(FAILURE, logPrefix_, "Job succeeded");
+  DISCOVERY_NOTE(OUTCOME, logPrefix_, "Job succeeded");
   if (status_.successful(result)) onStatusChanged();
 }
 
 void Job::failed(const String& text) {
-  DISCOVERY_NOTE(FAILURE, logPrefix_, "Job failed: %s", text.c_str());
+  DISCOVERY_NOTE(OUTCOME, logPrefix_, "Job failed: %s", text.c_str());
   if (status_.failed(text)) onStatusChanged();
 }
 

@@ -115,14 +115,14 @@ void ScheduledJob::onJobStatusUpdated(Property::Value) {
   // A slot may cancel the job, which then is retired in here.
   const bool isFinished = status_.isFinished();
   onStatusChanged();
-  if (!isFinished) return;
+  if (!isFinished || runningJob_ == nullptr) return;
   DISCOVERY_TRACE(1, logPrefix_, "Retiring job %s", runningJob_->id().c_str());
   terminatedJob_ = runningJob_;
   runningJob_ = nullptr;
 }
 
 void ScheduledJob::failed(const String& text) {
-  DISCOVERY_NOTE(FAILURE, logPrefix_, "Job failed: %s", text.c_str());
+  DISCOVERY_NOTE(OUTCOME, logPrefix_, "Job failed: %s", text.c_str());
   if (status_.failed(text)) onStatusChanged();
 }
 

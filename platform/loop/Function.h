@@ -31,8 +31,8 @@ class Function<R(Args...)> {
   Function() = default;
   // Direct.
   template <class F>
-    requires(!std::is_same_v<std::decay_t<F>, Function> && std::is_invocable_r_v<R, F&, Args...>)
-  Function(F&& callable) : callable_(std::forward<F>(callable)) {}
+  requires(!std::is_same_v<std::decay_t<F>, Function> && std::is_invocable_r_v<R, F&, Args...>) Function(F&& callable)
+      : callable_(std::forward<F>(callable)) {}
 
   template <class T>
   static Function direct(T* target, R (T::*operation)(Args...)) {

@@ -32,9 +32,9 @@ class WatchEvent {
 }  // namespace KX
 
 // The loop on which everything of one agent runs: timers, descriptors, signals and calls posted from other threads. It
-// belongs to the thread that created it and is that thread's current loop until it is destroyed. What an operation needs
-// and is not given (shell, database) hangs on the loop, where a test puts its own. There are two kinds: UvEventLoop
-// runs in real time, VirtualEventLoop (platform/testing) in simulated time.
+// belongs to the thread that created it and is that thread's current loop until it is destroyed. What an operation
+// needs and is not given (shell, database) hangs on the loop, where a test puts its own. There are two kinds:
+// UvEventLoop runs in real time, VirtualEventLoop (platform/testing) in simulated time.
 class KXEventLoop {
  public:
   using Handler = std::function<void()>;

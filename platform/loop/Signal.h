@@ -40,7 +40,8 @@ class Signal<void(Args...)> {
   void disconnect(std::size_t handle) {
     if (list_ == nullptr) return;
     auto& slots = list_->slots;
-    const auto found = std::find_if(slots.begin(), slots.end(), [handle](const auto& c) { return c->handle == handle; });
+    const auto found =
+        std::find_if(slots.begin(), slots.end(), [handle](const auto& c) { return c->handle == handle; });
     if (found == slots.end()) return;
     (*found)->connected = false;
     slots.erase(found);

@@ -19,7 +19,9 @@ constexpr std::uint64_t LONGEST_DELAY = std::uint64_t{1} << 50U;
 class TimerQueue::Timer final : public TimeoutEvent {
  public:
   Timer(TimerQueue& queue, unsigned priority, KXEventLoop::Handler handler)
-      : queue_(queue), priority_(priority), handler_(std::make_shared<const KXEventLoop::Handler>(std::move(handler))) {}
+      : queue_(queue),
+        priority_(priority),
+        handler_(std::make_shared<const KXEventLoop::Handler>(std::move(handler))) {}
   ~Timer() override { queue_.remove(*this); }
 
   void start(std::uint64_t milliseconds, bool repeat, bool fireNow) override {

@@ -90,7 +90,8 @@ int initPoll(uv_loop_t& loop, uv_poll_t& handle, int descriptor) {
 void onReady(uv_poll_t* handle, int status, int events) {
   DescriptorWatch& watch = DescriptorWatch::of(handle);
   if (status != 0) {
-    // libuv ends the watch of a descriptor in error. Here the caller decides, who meets the error when it reads or writes.
+    // libuv ends the watch of a descriptor in error. Here the caller decides, who meets the error when it reads or
+    // writes.
     events = watch.readiness;
     uv_poll_start(handle, events, onReady);
   }
@@ -142,7 +143,8 @@ UvEventLoop::Core::Core() {
   error = uv_loop_init(&loop);
   if (error != 0) return;
   loop.data = this;
-  error = uv_async_init(&loop, &wakeUp, [](uv_async_t* handle) { static_cast<Core*>(handle->loop->data)->runPosted(); });
+  error =
+      uv_async_init(&loop, &wakeUp, [](uv_async_t* handle) { static_cast<Core*>(handle->loop->data)->runPosted(); });
   if (error != 0) {
     uv_loop_close(&loop);
     return;
@@ -159,7 +161,8 @@ UvEventLoop::Core::~Core() {
   uv_close(asHandle(immediate), nullptr);
   bool isEmpty = true;
   uv_walk(
-      &loop, [](uv_handle_t* handle, void* empty) { *static_cast<bool*>(empty) &= uv_is_closing(handle) != 0; }, &isEmpty);
+      &loop, [](uv_handle_t* handle, void* empty) { *static_cast<bool*>(empty) &= uv_is_closing(handle) != 0; },
+      &isEmpty);
   assert(isEmpty && "an event outlives its loop");
   if (isEmpty) uv_run(&loop, UV_RUN_DEFAULT);
   uv_loop_close(&loop);

@@ -10,10 +10,10 @@
 
 namespace KX {
 
-// The loop in real time, over libuv. Timers follow the monotonic clock, so setting the wall clock moves none of them, and
-// a loop with nothing to do sleeps until its earliest timer. A turn runs due timers first, then descriptors, signals and
-// posted calls as they arrived. Events are destroyed before their loop; posted calls that have not run by then are
-// dropped.
+// The loop in real time, over libuv. Timers follow the monotonic clock, so setting the wall clock moves none of them,
+// and a loop with nothing to do sleeps until its earliest timer. A turn runs due timers first, then descriptors,
+// signals and posted calls as they arrived. Events are destroyed before their loop; posted calls that have not run by
+// then are dropped.
 class UvEventLoop final : public KXEventLoop {
  public:
   UvEventLoop();

@@ -16,10 +16,11 @@ namespace {
 constexpr const char* INDENTATION = "\n    ";
 
 // By kind.
-constexpr std::array<const char*, 7> KIND_NAMES{"", "trace1", "trace2", "trace3", "refusal", "failure", "success"};
+constexpr std::array<const char*, 7> KIND_NAMES{"", "trace1", "trace2", "trace3", "refusal", "outcome", "success"};
 
 int syslogPriority(RTD::Kind kind) {
-  if (kind == RTD::REFUSAL || kind == RTD::FAILURE) return LOG_WARNING;
+  if (kind == RTD::REFUSAL) return LOG_WARNING;
+  if (kind == RTD::OUTCOME) return LOG_NOTICE;
   return kind == RTD::SUCCESS ? LOG_INFO : LOG_DEBUG;
 }
 

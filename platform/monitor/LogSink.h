@@ -5,8 +5,9 @@
 
 namespace RTD {
 
-// Trace lines carry their level, other lines their kind.
-enum Kind : unsigned { TRACE_1 = 1, TRACE_2 = 2, TRACE_3 = 3, REFUSAL = 4, FAILURE = 5, SUCCESS = 6 };
+// Trace lines carry their level, other lines their kind: what was refused, how a job or a scan ended or what went wrong
+// on the way, and scans that succeeded.
+enum Kind : unsigned { TRACE_1 = 1, TRACE_2 = 2, TRACE_3 = 3, REFUSAL = 4, OUTCOME = 5, SUCCESS = 6 };
 
 struct LogLine {
   Kind kind;
@@ -32,8 +33,8 @@ class StderrSink final : public LogSink {
   void write(const LogLine& line) override;
 };
 
-// The system log, under the program's name: traces are debug, refusals and failures warnings, successes info. One such
-// sink a process, since the system log has one identity.
+// The system log, under the program's name: traces are debug, refusals warnings, outcomes notices, successes info. One
+// such sink a process, since the system log has one identity.
 class SyslogSink final : public LogSink {
  public:
   explicit SyslogSink(const String& program);

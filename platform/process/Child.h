@@ -10,9 +10,9 @@
 
 namespace KX::Shell {
 
-// A child process that leads a process group of its own, or none. Signals go to the whole group. Until the child has been
-// reaped its id is not used again, so neither signal nor wait can meet a stranger. What goes out of scope unreaped is
-// killed and reaped, which waits for its end.
+// A child process that leads a process group of its own, or none. Signals go to the whole group. Until the child has
+// been reaped its id is not used again, so neither signal nor wait can meet a stranger. What goes out of scope unreaped
+// is killed and reaped, which waits for its end.
 class Child {
  public:
   Child() = default;
@@ -33,8 +33,8 @@ class Child {
   bool hasEnded() const;
   // An error when there is nothing to signal.
   XCode signal(int signal) const;
-  // Kills what is left of the group of a child that has ended, waiting for the end first, and takes the child out of the
-  // process table. Success for exit status 0, else an error that names status or signal.
+  // Kills what is left of the group of a child that has ended, waiting for the end first, and takes the child out of
+  // the process table. Success for exit status 0, else an error that names status or signal.
   XCode reap();
 
  private:

@@ -9,9 +9,9 @@
 
 namespace KX::Shell {
 
-// Tells on the loop that a child has ended, which can then be reaped. The child's pidfd says so; where the system has none
-// (an old kernel, an emulator, no descriptor left) every SIGCHLD makes it look. The child stays where it is while the
-// watch stands. The handler may end the watch.
+// Tells on the loop that a child has ended, which can then be reaped. The child's pidfd says so; where the system has
+// none (an old kernel, an emulator, no descriptor left) every SIGCHLD makes it look. The child stays where it is while
+// the watch stands. The handler may end the watch.
 class ChildWatch {
  public:
   enum class Way { PIDFD, SIGNAL };

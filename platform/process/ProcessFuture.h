@@ -13,9 +13,9 @@
 
 namespace KX::Shell {
 
-// One running command, which is its own handle: whoever holds it may signal or close it, from any thread under its lock.
-// All else happens on the loop. Its runner keeps it until it has ended; every callback may drop whatever it likes, the
-// runner included.
+// One running command, which is its own handle: whoever holds it may signal or close it, from any thread under its
+// lock. All else happens on the loop. Its runner keeps it until it has ended; every callback may drop whatever it
+// likes, the runner included.
 class ProcessFuture final : public IFuture {
  public:
   struct Callbacks {
@@ -55,7 +55,7 @@ class ProcessFuture final : public IFuture {
   const ProcessLimits limits_;
   std::shared_ptr<const Callbacks> callbacks_;  // null once it has ended
   std::function<void(ProcessFuture&)> ended_;
-  Child child_;           // under the lock
+  Child child_;            // under the lock
   bool isClosed_ = false;  // under the lock
   OutputPipe output_;
   OutputPipe errorOutput_;

@@ -57,9 +57,9 @@ ProcessRunner::~ProcessRunner() {
 
 XCode ProcessRunner::invoke(const Command& command, Terminated terminated, Output output, Output errorOutput,
                             Future<String>& future) {
-  const KXPtr<ProcessFuture> process(new ProcessFuture(
-      loop_, limits_, {std::move(terminated), std::move(output), std::move(errorOutput)},
-      [this](const ProcessFuture& ended) { forget(ended); }));
+  const KXPtr<ProcessFuture> process(
+      new ProcessFuture(loop_, limits_, {std::move(terminated), std::move(output), std::move(errorOutput)},
+                        [this](const ProcessFuture& ended) { forget(ended); }));
   XCode result = process->start(command, way_);
   if (result.isErr()) return result;
   running_.push_back(process);

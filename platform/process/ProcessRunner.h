@@ -11,9 +11,9 @@
 
 namespace KX::Shell {
 
-// Runs commands as child processes, any number at a time, each in a process group of its own, within the given limits. It
-// hangs itself on the loop, and goes before the loop does; what still runs then is killed and reaped without a callback.
-// A callback may destroy it.
+// Runs commands as child processes, any number at a time, each in a process group of its own, within the given limits.
+// It hangs itself on the loop, and goes before the loop does; what still runs then is killed and reaped without a
+// callback. A callback may destroy it.
 class ProcessRunner final : public Runner {
  public:
   explicit ProcessRunner(KXEventLoop& loop, const ProcessLimits& limits = {},

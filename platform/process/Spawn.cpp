@@ -48,8 +48,8 @@ class SpawnPlan {
     sigdelset(&signals, SIGSTOP);
     note(posix_spawnattr_setsigdefault(&attributes_, &signals));
     note(posix_spawnattr_setpgroup(&attributes_, 0));
-    note(posix_spawnattr_setflags(&attributes_,
-                                  POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
+    note(
+        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
   }
 
   void connect(int output, int errorOutput) {

@@ -8,13 +8,13 @@
 
 namespace KX::Shell {
 
-// Looks a program up in PATH, as the shells do; a name with a slash is a path already. Done before the start, since some
-// systems report a missing program only as a child with exit status 127.
+// Looks a program up in PATH, as the shells do; a name with a slash is a path already. Done before the start, since
+// some systems report a missing program only as a child with exit status 127.
 [[nodiscard]] XCode findProgram(const String& name, String& path);
 
-// Starts a command in a process group of its own with all signals as a fresh program expects them. It reads nothing, prints
-// to the given descriptors (3 or above; -1 is nowhere) and inherits no other. Costs the same whatever the size of this
-// process: nothing of it is copied.
+// Starts a command in a process group of its own with all signals as a fresh program expects them. It reads nothing,
+// prints to the given descriptors (3 or above; -1 is nowhere) and inherits no other. Costs the same whatever the size
+// of this process: nothing of it is copied.
 [[nodiscard]] XCode spawn(const Command& command, int output, int errorOutput, Child& child);
 
 }  // namespace KX::Shell

@@ -56,16 +56,16 @@ const Value* Value::find(std::string_view key) const {
   return position == ValueBlock::NONE ? nullptr : &data_.block->members()[position].value;
 }
 
-const Value& Value::operator[](std::string_view key) const {
+const Value& Value::operator[](std::string_view key) const& {
   const Value* value = find(key);
   return value == nullptr ? UNSET_VALUE : *value;
 }
 
-const Value& Value::operator[](std::size_t index) const {
+const Value& Value::operator[](std::size_t index) const& {
   return isArray() && index < size() ? data_.block->elements()[index] : UNSET_VALUE;
 }
 
-Value& Value::operator[](const String& key) {
+Value& Value::operator[](const String& key) & {
   become(Type::OBJECT);
   const std::uint32_t position = data_.block == nullptr ? ValueBlock::NONE : data_.block->find(key);
   const bool isNew = position == ValueBlock::NONE;
@@ -73,7 +73,7 @@ Value& Value::operator[](const String& key) {
   return isNew ? data_.block->append(String(key), Value()) : data_.block->members()[position].value;
 }
 
-Value& Value::operator[](std::size_t index) {
+Value& Value::operator[](std::size_t index) & {
   assert(isArray() && index < size());
   data_.block = ValueBlock::writable(data_.block, false, 0);
   return data_.block->elements()[index];
@@ -94,12 +94,12 @@ void Value::merge(const Value& other, bool overwrite) {
   }
 }
 
-std::span<const Value> Value::elements() const {
+std::span<const Value> Value::elements() const& {
   return isArray() && data_.block != nullptr ? std::span<const Value>(data_.block->elements(), data_.block->size)
                                              : std::span<const Value>();
 }
 
-std::span<const Member> Value::members() const {
+std::span<const Member> Value::members() const& {
   return isObject() && data_.block != nullptr ? std::span<const Member>(data_.block->members(), data_.block->size)
                                               : std::span<const Member>();
 }

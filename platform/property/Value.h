@@ -70,20 +70,24 @@ class Value {
   bool isEmpty() const { return size() == 0; }
 
   // Reading what is not there gives an unset value. Writing to a member or an element makes an object of a value that
-  // is none, and an array element must exist.
-  const Value& operator[](std::string_view key) const;
-  const Value& operator[](const char* key) const { return (*this)[std::string_view(key)]; }
-  const Value& operator[](const String& key) const { return (*this)[key.view()]; }
-  const Value& operator[](std::size_t index) const;
+  // is none, and an array element must exist. What is read of a temporary is a value of its own.
+  const Value& operator[](std::string_view key) const&;
+  const Value& operator[](const char* key) const& { return (*this)[std::string_view(key)]; }
+  const Value& operator[](const String& key) const& { return (*this)[key.view()]; }
+  const Value& operator[](std::size_t index) const&;
   template <std::integral T>
-  const Value& operator[](T index) const {
+  const Value& operator[](T index) const& {
     return (*this)[static_cast<std::size_t>(index)];
   }
-  Value& operator[](const String& key);
-  Value& operator[](const char* key) { return (*this)[String(key)]; }
-  Value& operator[](std::size_t index);
+  template <class Key>
+  Value operator[](const Key& key) && {
+    return static_cast<const Value&>(*this)[key];
+  }
+  Value& operator[](const String& key) &;
+  Value& operator[](const char* key) & { return (*this)[String(key)]; }
+  Value& operator[](std::size_t index) &;
   template <std::integral T>
-  Value& operator[](T index) {
+  Value& operator[](T index) & {
     return (*this)[static_cast<std::size_t>(index)];
   }
   // Null when there is no such member; a member may be there with an unset value.
@@ -95,9 +99,11 @@ class Value {
   // kept.
   void merge(const Value& other, bool overwrite);
 
-  // For walking; empty for everything else. They stay good while the value is not changed.
-  std::span<const Value> elements() const;
-  std::span<const Member> members() const;
+  // For walking; empty for everything else. They stay good while the value is there and not changed.
+  std::span<const Value> elements() const&;
+  std::span<const Value> elements() && = delete;
+  std::span<const Member> members() const&;
+  std::span<const Member> members() && = delete;
 
   // Strings as they are, numbers and booleans as their JSON text, everything else "".
   String toString() const;

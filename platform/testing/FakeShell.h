@@ -12,9 +12,9 @@
 
 namespace KX::Testing {
 
-// Runs scripts in place of commands, on the loop that it hangs itself on. Its callbacks come as a real runner's do: never
-// inside invoke, and no output after a close. A command line without a script is a program that is not found. A killed
-// command ends with the signal in the loop's next turn.
+// Runs scripts in place of commands, on the loop that it hangs itself on. Its callbacks come as a real runner's do:
+// never inside invoke, and no output after a close. A command line without a script is a program that is not found. A
+// killed command ends with the signal in the loop's next turn.
 class FakeShell final : public Shell::Runner {
  public:
   // What a command does, step by step; at the end of its steps it succeeds unless it was told otherwise.

@@ -13,9 +13,9 @@
 
 namespace KX::Testing {
 
-// The loop in simulated time: nothing happens but on command, and days of schedule take as long as their handlers do. The
-// present starts at a given time and follows the timers. Descriptors and signals have no simulated time and cannot be
-// watched: those events are null.
+// The loop in simulated time: nothing happens but on command, and days of schedule take as long as their handlers do.
+// The present starts at a given time and follows the timers. Descriptors and signals have no simulated time and cannot
+// be watched: those events are null.
 class VirtualEventLoop final : public KXEventLoop {
  public:
   explicit VirtualEventLoop(Clock start = Clock(1'767'225'600, Clock::UTC));  // 2026-01-01

@@ -123,7 +123,7 @@ TEST_F(UnixLinkTest, PeerThatDoesNotReadIsDisconnectedAndTheNextOneServed) {
   const auto slow = connect(false);
   for (int i = 0; i < 20; ++i) slow->send(request("fill", ",\"size\":1000000"));
   ASSERT_TRUE(waitForStop());
-  EXPECT_TRUE(log.has(RTD::FAILURE, "[link] Connection failed: The peer does not read"));
+  EXPECT_TRUE(log.has(RTD::OUTCOME, "[link] Connection failed: The peer does not read"));
   connectAndAsk();
 }
 
@@ -140,7 +140,7 @@ TEST_F(UnixLinkTest, ServiceThatCannotBeOpenedClosesTheConnection) {
   echo.result = XCode::error("Not wanted");
   const auto peer = connect();
   ASSERT_TRUE(peer->waitForEnd());
-  EXPECT_TRUE(log.has(RTD::FAILURE, "[link] Service not opened: Not wanted"));
+  EXPECT_TRUE(log.has(RTD::OUTCOME, "[link] Service not opened: Not wanted"));
   echo.result = XCode();
   connectAndAsk();
 }

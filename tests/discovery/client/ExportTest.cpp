@@ -12,7 +12,9 @@ constexpr char EVENT[] = R"({"kind":"event","service":"discovery","name":"jobSta
 
 class ExportTest : public testing::Test {
  protected:
-  std::string exportAs(CClientDiscoveryService::ExportMode mode) { return server_.service->exportNodes(mode).toJson().c_str(); }
+  std::string exportAs(CClientDiscoveryService::ExportMode mode) {
+    return server_.service->exportNodes(mode).toJson().c_str();
+  }
   std::string changes() { return exportAs(CClientDiscoveryService::ChangesOnly); }
   void setServices(const char* ip, std::uint16_t port) {
     KXStringHashTable<Service> services;
@@ -30,9 +32,7 @@ constexpr char A_UP[] = R"({"ipAddress":"a","status":"up","statusChangeDate":"20
 constexpr char A_UP_HTTP[] =
     R"({"ipAddress":"a","status":"up","statusChangeDate":"2026-01-01T00:00:00.000Z","services":{"http":{"port":80}}})";
 
-TEST_F(ExportTest, AllOfAnEmptyRepositoryIsAnEmptyArray) {
-  EXPECT_EQ(exportAs(CClientDiscoveryService::All), "[]");
-}
+TEST_F(ExportTest, AllOfAnEmptyRepositoryIsAnEmptyArray) { EXPECT_EQ(exportAs(CClientDiscoveryService::All), "[]"); }
 
 TEST_F(ExportTest, AnAddedNodeIsExportedOnce) {
   server_.repository.addManualNode("a", nullptr);
@@ -104,15 +104,15 @@ TEST_F(ExportTest, TheCountsAreLoggedAtVerbosityThree) {
   EXPECT_THAT(server_.log.takeKindsAndLines(),
               ElementsAre("3 [discovery 1] Collecting 5 nodes from repository (changes only)",
                           "3 [discovery 1] Resulting in 3 nodes to be sent to the server",
-                          "3 [discovery 1] - Recently added: 1",
-                          "3 [discovery 1] - Recently discovered services: 1",
+                          "3 [discovery 1] - Recently added: 1", "3 [discovery 1] - Recently discovered services: 1",
                           "3 [discovery 1] - Recently changed: 1"));
 }
 
 TEST_F(ExportTest, ASuccessfulJobCarriesTheChanges) {
   server_.repository.addManualNode("a", nullptr);
   EXPECT_EQ(server_.report(R"({"id":"n","scanType":"node","status":"successful"})"),
-            std::string(EVENT) + R"(1,"jobStatus":{"id":"n","scanType":"node","status":"successful"},"nodes":[)" + A_NEW + "]}");
+            std::string(EVENT) + R"(1,"jobStatus":{"id":"n","scanType":"node","status":"successful"},"nodes":[)" +
+                A_NEW + "]}");
 }
 
 TEST_F(ExportTest, ASuccessfulJobThatChangedNothingHasNoNodesMember) {
@@ -132,7 +132,8 @@ TEST_F(ExportTest, AnyOtherStatusLeavesTheChangesWhereTheyAre) {
 
 TEST_F(ExportTest, AStatusScanIsReportedOnlyWhenItChangedANode) {
   for (const char* status : {"running", "failed", "cancelled", "successful"}) {
-    EXPECT_EQ(server_.report(std::string(R"({"id":"s","scanType":"status","status":")") + status + "\"}"), "") << status;
+    EXPECT_EQ(server_.report(std::string(R"({"id":"s","scanType":"status","status":")") + status + "\"}"), "")
+        << status;
   }
   server_.repository.addManualNode("a", nullptr);
   EXPECT_NE(server_.report(R"({"id":"s","scanType":"status","status":"successful"})"), "");
@@ -161,14 +162,14 @@ TEST_F(ExportTest, EventsAreLogged) {
   server_.report(R"({"id":"s","scanType":"status","status":"failed"})");
   server_.repository.addManualNode("a", nullptr);
   server_.report(R"({"id":"n","scanType":"node","status":"successful"})");
-  EXPECT_THAT(server_.log.takeKindsAndLines(),
-              ElementsAre("3 [discovery 1] Job n: running",
-                          "3 [discovery 1] Sending job status event (without node updates)",
-                          "3 [discovery 1] No need to send a status event for failed status job",
-                          "3 [discovery 1] Collecting 1 nodes from repository (changes only)",
-                          "3 [discovery 1] Resulting in 1 nodes to be sent to the server",
-                          "3 [discovery 1] - Recently added: 1", "3 [discovery 1] Job n: successful",
-                          "3 [discovery 1] Sending job status event (with 1 node updates)"));
+  EXPECT_THAT(
+      server_.log.takeKindsAndLines(),
+      ElementsAre("3 [discovery 1] Job n: running", "3 [discovery 1] Sending job status event (without node updates)",
+                  "3 [discovery 1] No need to send a status event for failed status job",
+                  "3 [discovery 1] Collecting 1 nodes from repository (changes only)",
+                  "3 [discovery 1] Resulting in 1 nodes to be sent to the server",
+                  "3 [discovery 1] - Recently added: 1", "3 [discovery 1] Job n: successful",
+                  "3 [discovery 1] Sending job status event (with 1 node updates)"));
 }
 
 }  // namespace

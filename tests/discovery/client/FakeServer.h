@@ -26,9 +26,8 @@ class FakeServer {
   void connect() {
     ++instances_;
     KXPPtr<CService> created;
-    EXPECT_TRUE(client->serviceFactory()
-                    .createService(String::format("%d", instances_), &channel, created)
-                    .isSuccess());
+    EXPECT_TRUE(
+        client->serviceFactory().createService(String::format("%d", instances_), &channel, created).isSuccess());
     service = KXPPtr<CClientDiscoveryService>(static_cast<CClientDiscoveryService*>(created.get()));
     EXPECT_TRUE(service->start().isSuccess());
   }
@@ -39,7 +38,8 @@ class FakeServer {
   // The answer to {"name": name, members...}, as text. members begins with a comma unless it is empty.
   std::string request(const std::string& name, const std::string& members) {
     channel.clear();
-    service->handleRequest(json(R"({"kind":"request","service":"discovery","id":1,"name":")" + name + "\"" + members + "}"));
+    service->handleRequest(
+        json(R"({"kind":"request","service":"discovery","id":1,"name":")" + name + "\"" + members + "}"));
     EXPECT_EQ(channel.texts().size(), 1U) << "every request is answered once";
     return channel.texts().isEmpty() ? "" : channel.texts()[0].c_str();
   }
@@ -63,8 +63,8 @@ class FakeServer {
   Repository repository;
   int connections = 0;
   std::vector<Property::Value> plans;
-  KXPPtr<CClient> client{new CClient("agent"_s, repository, [this] { ++connections; },
-                                     [this](Property::Value plan) { plans.push_back(plan); })};
+  KXPPtr<CClient> client{new CClient(
+      "agent"_s, repository, [this] { ++connections; }, [this](Property::Value plan) { plans.push_back(plan); })};
   Testing::RecordingChannel channel;
   KXPPtr<CClientDiscoveryService> service;
 

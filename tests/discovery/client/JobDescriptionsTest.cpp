@@ -48,7 +48,8 @@ TEST(JobDescriptionsTest, AClientWithoutACallbackAcknowledgesAndDropsThePlan) {
   KXPPtr<CService> service;
   ASSERT_TRUE(client->serviceFactory().createService("1"_s, &channel, service).isSuccess());
   ASSERT_TRUE(service->start().isSuccess());
-  service->handleRequest(json(R"({"service":"discovery","name":"updateJobDescriptions","id":1,"jobDescriptions":[{}]})"));
+  service->handleRequest(
+      json(R"({"service":"discovery","name":"updateJobDescriptions","id":1,"jobDescriptions":[{}]})"));
   EXPECT_STREQ(channel.texts()[0].c_str(), ack(NAME).c_str());
   ASSERT_TRUE(service->stop().isSuccess());
 }
@@ -59,13 +60,13 @@ TEST(JobDescriptionsTest, InvalidDescriptionsAreAcknowledgedAndKeptAsFailedJobs)
   Testing::RecordingChannel channel;
   Repository repository;
   const KXPtr<Scheduler> scheduler(new Scheduler(loop, repository));
-  const KXPPtr<CClient> client(new CClient("a"_s, repository, {}, [&](Property::Value plan) {
-    scheduler->updateJobDescriptions(plan);
-  }));
+  const KXPPtr<CClient> client(
+      new CClient("a"_s, repository, {}, [&](Property::Value plan) { scheduler->updateJobDescriptions(plan); }));
   KXPPtr<CService> service;
   ASSERT_TRUE(client->serviceFactory().createService("1"_s, &channel, service).isSuccess());
   ASSERT_TRUE(service->start().isSuccess());
-  service->handleRequest(json(R"({"service":"discovery","name":"updateJobDescriptions","id":1,"jobDescriptions":[{"id":"a"}]})"));
+  service->handleRequest(
+      json(R"({"service":"discovery","name":"updateJobDescriptions","id":1,"jobDescriptions":[{"id":"a"}]})"));
   EXPECT_STREQ(channel.texts()[0].c_str(), ack(NAME).c_str());
   EXPECT_TRUE(log.capture().has("Invalid discovery scan description: Expecting schedule"));
   InfoContainer container;

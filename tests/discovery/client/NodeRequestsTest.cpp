@@ -63,10 +63,11 @@ TEST_F(NodeRequestsTest, SyncOfAManualNodeWithoutServicesDropsItsModel) {
 TEST_F(NodeRequestsTest, SyncOfAnEmptyArrayAnswersWithEverythingThatTheDeviceKnows) {
   server_.repository.addManualNode("10.0.0.1", nullptr);
   server_.repository.addManualNode("10.0.0.2", nullptr);
-  EXPECT_EQ(server_.sync("[]"),
-            ack("syncNodes",
-                R"(,"nodes":[{"ipAddress":"10.0.0.1","status":"unknown","statusChangeDate":"2026-01-01T00:00:00.000Z"},)"
-                R"({"ipAddress":"10.0.0.2","status":"unknown","statusChangeDate":"2026-01-01T00:00:00.000Z"}])"));
+  EXPECT_EQ(
+      server_.sync("[]"),
+      ack("syncNodes",
+          R"(,"nodes":[{"ipAddress":"10.0.0.1","status":"unknown","statusChangeDate":"2026-01-01T00:00:00.000Z"},)"
+          R"({"ipAddress":"10.0.0.2","status":"unknown","statusChangeDate":"2026-01-01T00:00:00.000Z"}])"));
 }
 
 TEST_F(NodeRequestsTest, NodesOfTheFirstSyncOweNoServiceScanAndThoseOfTheSecondOweTwo) {
@@ -97,7 +98,8 @@ TEST_F(NodeRequestsTest, AStatusWithoutAUsableDateLeavesTheNodeWithoutOne) {
 }
 
 TEST_F(NodeRequestsTest, TheDevicesOwnDiscoveryWinsOverTheServersCopy) {
-  server_.repository.addDiscoveredNode("A", "10.0.0.1", "LAN1", "M", true, Repository::UpdateExisting, nullptr, nullptr);
+  server_.repository.addDiscoveredNode("A", "10.0.0.1", "LAN1", "M", true, Repository::UpdateExisting, nullptr,
+                                       nullptr);
   server_.sync(R"([{"ipAddress":"10.0.0.7","physicalAddress":"A","interface":"X","model":"Y"}])");
   EXPECT_EQ(node(0).ipAddress(), "10.0.0.1");
   EXPECT_EQ(node(0).interface(), "LAN1");
@@ -127,7 +129,8 @@ TEST_F(NodeRequestsTest, ElementsThatAreNoObjectsCountAsEmptyOnes) {
 }
 
 TEST_F(NodeRequestsTest, AddMakesManualNodesOnce) {
-  EXPECT_EQ(server_.request("addNodes", R"(,"nodes":[{"ipAddress":"10.0.0.1"},{"ipAddress":"10.0.0.1"}])"), ack("addNodes"));
+  EXPECT_EQ(server_.request("addNodes", R"(,"nodes":[{"ipAddress":"10.0.0.1"},{"ipAddress":"10.0.0.1"}])"),
+            ack("addNodes"));
   ASSERT_EQ(server_.repository.getNodes().size(), 1U);
   EXPECT_TRUE(node(0).isManual());
   EXPECT_EQ(node(0).pendingServiceScans(), 2U);
@@ -156,19 +159,16 @@ TEST_F(NodeRequestsTest, RequestsAndAnswersAreLogged) {
   server_.sync(R"([{"ipAddress":"a"},{"ipAddress":"b","physicalAddress":"B","interface":"LAN1"}])");
   server_.request("addNodes", R"(,"nodes":[{"ipAddress":"c"}])");
   server_.request("removeNodes", R"(,"nodes":[{"ipAddress":"c"}])");
-  EXPECT_THAT(server_.log.takeKindsAndLines(),
-              ElementsAre("3 [discovery 1] Received sync nodes request",
-                          "3 [discovery 1]   New manual node from server: a",
-                          "3 [discovery 1]   New discovered node from server: b at B on interface LAN1",
-                          "3 [discovery 1] Collecting 2 nodes from repository (all)",
-                          "3 [discovery 1] Resulting in 2 nodes to be sent to the server",
-                          "3 [discovery 1] - Forced: 2",
-                          "3 [discovery 1] Sending sync nodes response (with 2 nodes)",
-                          "3 [discovery 1] Received add nodes request",
-                          "3 [discovery 1]   New manual node from server: c",
-                          "3 [discovery 1] Sending add nodes response",
-                          "3 [discovery 1] Received remove nodes request",
-                          "3 [discovery 1] Sending remove nodes response"));
+  EXPECT_THAT(
+      server_.log.takeKindsAndLines(),
+      ElementsAre("3 [discovery 1] Received sync nodes request", "3 [discovery 1]   New manual node from server: a",
+                  "3 [discovery 1]   New discovered node from server: b at B on interface LAN1",
+                  "3 [discovery 1] Collecting 2 nodes from repository (all)",
+                  "3 [discovery 1] Resulting in 2 nodes to be sent to the server", "3 [discovery 1] - Forced: 2",
+                  "3 [discovery 1] Sending sync nodes response (with 2 nodes)",
+                  "3 [discovery 1] Received add nodes request", "3 [discovery 1]   New manual node from server: c",
+                  "3 [discovery 1] Sending add nodes response", "3 [discovery 1] Received remove nodes request",
+                  "3 [discovery 1] Sending remove nodes response"));
 }
 
 TEST_F(NodeRequestsTest, BelowVerbosityThreeNothingOfItIsLogged) {

@@ -33,7 +33,8 @@ class FakeDevice final : private DB::Database::Source {
     execute("INSERT INTO dyn_if VALUES (" + id + ", '" + device + "')");
     execute("INSERT INTO ip_interface VALUES (" + id + ", 1, 2, 10, '" + name + "', " + id + ", " +
             std::to_string(state) + ")");
-    if (!subnet.empty()) execute("INSERT INTO ip_interface_address VALUES (" + id + ", " + id + ", 2, 10, '" + subnet + "')");
+    if (!subnet.empty())
+      execute("INSERT INTO ip_interface_address VALUES (" + id + ", " + id + ", 2, 10, '" + subnet + "')");
   }
   // Two interfaces in private networks: LAN1 on eth1 and LAN2 on eth2.
   void addTwoLans() {

@@ -16,8 +16,8 @@ class InterfaceSelectionTest : public testing::Test {
  protected:
   // Prepares a job with the given rules and returns its decision log without the job's prefix.
   std::vector<std::string> decide(const char* rules = nullptr) {
-    const std::string description =
-        std::string(R"({"id":"n","scanType":"node")") + (rules == nullptr ? "}" : std::string(R"(,"interfaces":)") + rules + "}");
+    const std::string description = std::string(R"({"id":"n","scanType":"node")") +
+                                    (rules == nullptr ? "}" : std::string(R"(,"interfaces":)") + rules + "}");
     job_ = device_.makeJob(description.c_str());
     device_.log.clear();
     job_->prepare(needed_);
@@ -53,11 +53,11 @@ class InterfaceSelectionTest : public testing::Test {
 
 TEST_F(InterfaceSelectionTest, WithoutRulesABoundUpInterfaceInAPrivateNetworkIsScanned) {
   device_.addInterface("LAN1", "eth1", "10.1.0.0/16");
-  EXPECT_THAT(decide(), ElementsAre("Preparing...", "Determining interfaces to scan...", "- IP context main:",
-                                    "  - IP Interface LAN1:", "    - Connects to a private network",
-                                    "    - No regular expression specified",
-                                    "    - Must connect to a private network by default", "    v Is bound to eth1",
-                                    "    v Is up", "    V Scan this IP interface"));
+  EXPECT_THAT(decide(),
+              ElementsAre("Preparing...", "Determining interfaces to scan...",
+                          "- IP context main:", "  - IP Interface LAN1:", "    - Connects to a private network",
+                          "    - No regular expression specified", "    - Must connect to a private network by default",
+                          "    v Is bound to eth1", "    v Is up", "    V Scan this IP interface"));
   EXPECT_TRUE(needed_);
   EXPECT_THAT(scans(), ElementsAre("ARP LAN1: arp-scan --interface=eth1 --localnet --quiet --timeout=5000 --retry=3",
                                    "Discovery LAN1: discovery-client -j -i eth1"));
@@ -74,11 +74,11 @@ TEST_F(InterfaceSelectionTest, TwoChosenInterfacesGiveFourScansInOrder) {
 
 TEST_F(InterfaceSelectionTest, WithoutRulesAPublicInterfaceIsSkipped) {
   device_.addInterface("WAN", "eth0", "203.0.113.0/24");
-  EXPECT_THAT(decide(), ElementsAre("Preparing...", "Determining interfaces to scan...", "- IP context main:",
-                                    "  - IP Interface WAN:", "    - Does not connect to a private network",
-                                    "    - No regular expression specified",
-                                    "    - Must connect to a private network by default", "    v Is bound to eth0",
-                                    "    v Is up", "    X Skip this IP interface"));
+  EXPECT_THAT(decide(),
+              ElementsAre("Preparing...", "Determining interfaces to scan...",
+                          "- IP context main:", "  - IP Interface WAN:", "    - Does not connect to a private network",
+                          "    - No regular expression specified", "    - Must connect to a private network by default",
+                          "    v Is bound to eth0", "    v Is up", "    X Skip this IP interface"));
   EXPECT_FALSE(needed_);
 }
 
@@ -118,15 +118,15 @@ TEST_F(InterfaceSelectionTest, AnUnboundInterfaceThatIsDownSaysBoth) {
 TEST_F(InterfaceSelectionTest, ARuleForAllNetworksSelectsAPublicInterfaceByItsName) {
   device_.addInterface("LAN1", "eth1", "203.0.113.0/24");
   device_.addInterface("WAN", "eth0", "203.0.113.0/24");
-  EXPECT_THAT(decide(R"([{"regex":"^LAN","privateNetworksOnly":false}])"),
-              ElementsAre("Preparing...", "Determining interfaces to scan...", "- IP context main:",
-                          "  - IP Interface LAN1:", "    - Does not connect to a private network",
-                          "    - Comparing to description where", "      Regular expression: /^LAN/",
-                          "      v Matches", "    v Is bound to eth1", "    v Is up", "    V Scan this IP interface",
-                          "  - IP Interface WAN:", "    - Does not connect to a private network",
-                          "    - Comparing to description where", "      Regular expression: /^LAN/",
-                          "      x Does not match", "    v Is bound to eth0", "    v Is up",
-                          "    X Skip this IP interface"));
+  EXPECT_THAT(
+      decide(R"([{"regex":"^LAN","privateNetworksOnly":false}])"),
+      ElementsAre("Preparing...", "Determining interfaces to scan...",
+                  "- IP context main:", "  - IP Interface LAN1:", "    - Does not connect to a private network",
+                  "    - Comparing to description where", "      Regular expression: /^LAN/", "      v Matches",
+                  "    v Is bound to eth1", "    v Is up", "    V Scan this IP interface",
+                  "  - IP Interface WAN:", "    - Does not connect to a private network",
+                  "    - Comparing to description where", "      Regular expression: /^LAN/", "      x Does not match",
+                  "    v Is bound to eth0", "    v Is up", "    X Skip this IP interface"));
   EXPECT_THAT(scannedInterfaces(), ElementsAre("LAN1"));
 }
 
@@ -139,7 +139,8 @@ TEST_F(InterfaceSelectionTest, ARuleWithoutAnExpressionForAllNetworksSelectsEver
 
 TEST_F(InterfaceSelectionTest, AnEmptyExpressionIsARuleWithoutOne) {
   device_.addInterface("WAN", "eth0", "203.0.113.0/24");
-  EXPECT_THAT(decide(R"([{"regex":"","privateNetworksOnly":false}])"), testing::Contains("      No regular expression"));
+  EXPECT_THAT(decide(R"([{"regex":"","privateNetworksOnly":false}])"),
+              testing::Contains("      No regular expression"));
   EXPECT_THAT(scannedInterfaces(), ElementsAre("WAN"));
 }
 
@@ -229,8 +230,9 @@ TEST_F(InterfaceSelectionTest, ContextsAndInterfacesAreWalkedInOrder) {
   for (const auto& text : texts) {
     if (text.ends_with(":")) headings.push_back(text);
   }
-  EXPECT_THAT(headings, ElementsAre("- IP context main:", "  - IP Interface LAN1:", "- IP context second:",
-                                    "  - IP Interface GUEST:"));
+  EXPECT_THAT(
+      headings,
+      ElementsAre("- IP context main:", "  - IP Interface LAN1:", "- IP context second:", "  - IP Interface GUEST:"));
 }
 
 TEST_F(InterfaceSelectionTest, WithoutAnyInterfaceTheJobIsNotNeeded) {

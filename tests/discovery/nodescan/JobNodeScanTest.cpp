@@ -157,8 +157,9 @@ TEST_F(JobNodeScanTest, ModelAndBuildMakeTheModelText) {
 
 TEST_F(JobNodeScanTest, ResultsAreJoinedInOrderWithoutMergingAndCarryTheInterface) {
   device_.addInterface("LAN1", "eth1", "10.1.0.0/16");
-  answerAll("10.1.0.5\t02:00:5e:00:00:05\n",
-            R"({"nodes":[{"physicalAddress":"02:00:5E:00:00:05","ipAddress":"10.1.0.5","model":"X","interface":"?"}]})");
+  answerAll(
+      "10.1.0.5\t02:00:5e:00:00:05\n",
+      R"({"nodes":[{"physicalAddress":"02:00:5E:00:00:05","ipAddress":"10.1.0.5","model":"X","interface":"?"}]})");
   prepareJob();
   job_->invoke();
   device_.loop.advance(60s);

@@ -69,7 +69,7 @@ TEST_F(JobTest, FailureWithACodeHasTheTextOfTheCode) {
   const KXPtr<TestJob> other = make();
   other->failWithCode(XCode(1));
   EXPECT_EQ(other->status().text(), "Error");
-  EXPECT_TRUE(log_.capture().has(RTD::FAILURE, "[Job a.0] Job failed: Error"));
+  EXPECT_TRUE(log_.capture().has(RTD::OUTCOME, "[Job a.0] Job failed: Error"));
 }
 
 TEST_F(JobTest, SecondEndIsLoggedAndPublishesNothing) {

@@ -49,6 +49,23 @@ TEST_F(ScriptedSchedulerTest, StatusOfAJobThatHasLeftTheSchedulerIsIgnored) {
   EXPECT_THAT(takeOwnLines(), IsEmpty());
 }
 
+TEST_F(ScriptedSchedulerTest, ListedJobThatRunsOnIsPassedOverUntilItHasEnded) {
+  plan(R"([{"id":"a","scanType":"test","stubborn":true,"schedule":{"cron":"* * * * * *","firstRun":"now"}}])");
+  tick();
+  scheduler_->cancelRunningJob();
+  EXPECT_EQ(shown("Running Scan"), "no");
+  EXPECT_EQ(shown("Terminated Jobs"), "0");
+  device_.log.clear();
+  device_.loop.advance(TICK * 4);
+  EXPECT_THAT(device_.log.takeLines(), IsEmpty());
+  values_.clear();
+  ScriptedJobs::last()->succeed(Property::Value());
+  EXPECT_THAT(values_, IsEmpty());
+  tick();
+  EXPECT_THAT(values_, ElementsAre("a running"));
+  EXPECT_EQ(ScriptedJobs::last()->id(), "a.1");
+}
+
 TEST_F(ScriptedSchedulerTest, WithoutAListenerJobsRunAllTheSame) {
   const KXPtr<Scheduler> unheard(new Scheduler(device_.loop, device_.repository));
   unheard->updateJobDescriptions(

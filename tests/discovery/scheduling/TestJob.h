@@ -6,7 +6,7 @@
 namespace KX::NMS::Discovery {
 
 // A job that does as the test says. It is needed unless its description has "needed": false, and it ends inside invoke
-// when the description has "ends": "successful" or "failed".
+// when the description has "ends": "successful" or "failed"; with "stubborn": true it cannot be cancelled.
 class TestJob final : public Job {
  public:
   TestJob(KXEventLoop& loop, Repository& repository, const String& name, unsigned number,
@@ -25,7 +25,7 @@ class TestJob final : public Job {
     if (description_["ends"].toString() == "failed") fail("as it was told"_s);
   }
   void cancel() override {
-    if (status_.cancel()) onStatusChanged();
+    if (!description_["stubborn"].toBoolOr(false) && status_.cancel()) onStatusChanged();
   }
 
   void start() {

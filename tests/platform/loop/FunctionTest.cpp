@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/loop/Function.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "platform/loop/Function.h"
 #include "platform/loop/UvEventLoop.h"
 #include "platform/testing/VirtualEventLoop.h"
 

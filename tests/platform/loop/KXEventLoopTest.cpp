@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // What both loops promise.
-#include "platform/loop/KXEventLoop.h"
-
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
 #include <thread>
 
+#include "platform/loop/KXEventLoop.h"
 #include "platform/loop/UvEventLoop.h"
 #include "platform/testing/VirtualEventLoop.h"
 

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/loop/KXEventTimeout.h"
-
 #include <gtest/gtest.h>
 
 #include <memory>
 
+#include "platform/loop/KXEventTimeout.h"
 #include "platform/testing/VirtualEventLoop.h"
 
 namespace {

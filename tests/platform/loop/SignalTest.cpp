@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/loop/Signal.h"
-
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
+
+#include "platform/loop/Signal.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/loop/TimerQueue.h"
-
 #include <gtest/gtest.h>
 
 #include <limits>
 #include <memory>
 #include <string>
+
+#include "platform/loop/TimerQueue.h"
 
 namespace {
 

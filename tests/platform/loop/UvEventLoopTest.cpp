@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/loop/UvEventLoop.h"
-
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -14,6 +12,8 @@
 #include <iterator>
 #include <string>
 #include <thread>
+
+#include "platform/loop/UvEventLoop.h"
 
 namespace {
 
@@ -138,8 +138,8 @@ TEST_F(UvEventLoopTest, WritableDescriptorIsReported) {
 
 TEST_F(UvEventLoopTest, BothReadinessesCanBeAskedFor) {
   send(sockets[1], "x");
-  const auto event = loop.createDescriptorEvent(
-      sockets[0], KXEventLoop::READABLE | KXEventLoop::WRITABLE, [&](unsigned readiness) {
+  const auto event =
+      loop.createDescriptorEvent(sockets[0], KXEventLoop::READABLE | KXEventLoop::WRITABLE, [&](unsigned readiness) {
         EXPECT_EQ(readiness, unsigned{KXEventLoop::READABLE | KXEventLoop::WRITABLE});
         loop.stop();
       });

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/testing/VirtualEventLoop.h"
-
 #include <gtest/gtest.h>
 
 #include <csignal>
 #include <string>
+
+#include "platform/testing/VirtualEventLoop.h"
 
 namespace {
 

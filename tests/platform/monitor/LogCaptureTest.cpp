@@ -22,13 +22,13 @@ TEST(LogCaptureTest, KeepsLinesInTheirOrder) {
 TEST(LogCaptureTest, AnswersWhatWasLogged) {
   KX::Testing::LogCapture log;
   log.write({RTD::TRACE_1, "discovery", "[Job a.0] ", "Preparing..."});
-  log.write({RTD::FAILURE, "discovery", "[Job a.1] ", "Preparing..."});
+  log.write({RTD::OUTCOME, "discovery", "[Job a.1] ", "Preparing..."});
   EXPECT_EQ(log.count("Preparing..."), 2U);
   EXPECT_EQ(log.count("Preparing"), 0U);
   EXPECT_TRUE(log.has("[Job a.0] Preparing..."));
   EXPECT_FALSE(log.has("Preparing..."));
-  EXPECT_TRUE(log.has(RTD::FAILURE, "[Job a.1] Preparing..."));
-  EXPECT_FALSE(log.has(RTD::FAILURE, "[Job a.0] Preparing..."));
+  EXPECT_TRUE(log.has(RTD::OUTCOME, "[Job a.1] Preparing..."));
+  EXPECT_FALSE(log.has(RTD::OUTCOME, "[Job a.0] Preparing..."));
   log.clear();
   EXPECT_EQ(log.count("Preparing..."), 0U);
 }

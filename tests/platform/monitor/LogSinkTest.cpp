@@ -140,12 +140,12 @@ TEST_F(StderrSinkTest, LineHasTimeMonitorKindPrefixAndText) {
 }
 
 TEST_F(StderrSinkTest, EveryKindHasItsName) {
-  for (const RTD::Kind kind : {RTD::TRACE_1, RTD::TRACE_2, RTD::TRACE_3, RTD::REFUSAL, RTD::FAILURE, RTD::SUCCESS}) {
+  for (const RTD::Kind kind : {RTD::TRACE_1, RTD::TRACE_2, RTD::TRACE_3, RTD::REFUSAL, RTD::OUTCOME, RTD::SUCCESS}) {
     write(kind, "", "text");
   }
   std::vector<std::string> kinds;
   for (const std::string& line : written()) kinds.push_back(line.substr(34));
-  EXPECT_THAT(kinds, ElementsAre("trace1 text\n", "trace2 text\n", "trace3 text\n", "refusal text\n", "failure text\n",
+  EXPECT_THAT(kinds, ElementsAre("trace1 text\n", "trace2 text\n", "trace3 text\n", "refusal text\n", "outcome text\n",
                                  "success text\n"));
 }
 
@@ -158,16 +158,16 @@ TEST_F(StderrSinkTest, LineThatCannotBeWrittenIsLost) {
   const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
   {
     const StderrTo redirected(full);
-    sink_.write({RTD::FAILURE, "discovery", "", "lost"});
+    sink_.write({RTD::OUTCOME, "discovery", "", "lost"});
     close(STDERR_FILENO);
-    sink_.write({RTD::FAILURE, "discovery", "", "lost"});
+    sink_.write({RTD::OUTCOME, "discovery", "", "lost"});
   }
   close(full);
   // A stderr that takes nothing for now: the line does not wait.
   while (send(ends_[0], "x", 1, 0) == 1) continue;
-  write(RTD::FAILURE, "", "lost");
+  write(RTD::OUTCOME, "", "lost");
   for (const std::string& text : written()) ASSERT_EQ(text, "x");
-  write(RTD::FAILURE, "", "back");
+  write(RTD::OUTCOME, "", "back");
   EXPECT_EQ(written().size(), 1U);
 }
 
@@ -183,12 +183,12 @@ TEST(SyslogSinkTest, OpensAndClosesTheLogUnderTheProgramsName) {
 TEST(SyslogSinkTest, KindDecidesThePriority) {
   RTD::SyslogSink sink("discovery-agent");
   systemLog.messages.clear();
-  for (const RTD::Kind kind : {RTD::TRACE_1, RTD::TRACE_3, RTD::REFUSAL, RTD::FAILURE, RTD::SUCCESS}) {
+  for (const RTD::Kind kind : {RTD::TRACE_1, RTD::TRACE_3, RTD::REFUSAL, RTD::OUTCOME, RTD::SUCCESS}) {
     sink.write({kind, "discovery", "[p] ", "100%s"});
   }
   EXPECT_THAT(systemLog.messages,
               ElementsAre(Pair(LOG_DEBUG, "[p] 100%s"), Pair(LOG_DEBUG, "[p] 100%s"), Pair(LOG_WARNING, "[p] 100%s"),
-                          Pair(LOG_WARNING, "[p] 100%s"), Pair(LOG_INFO, "[p] 100%s")));
+                          Pair(LOG_NOTICE, "[p] 100%s"), Pair(LOG_INFO, "[p] 100%s")));
 }
 
 TEST(SyslogSinkTest, EveryLineIsAMessage) {

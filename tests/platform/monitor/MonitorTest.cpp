@@ -49,11 +49,11 @@ TEST_F(MonitorTest, TraceNeverPassesForALineOfFixedKind) {
 
 TEST_F(MonitorTest, WritesLinesOfFixedKindAtEveryVerbosity) {
   monitor_.note(RTD::REFUSAL, "[Job a.0] ", "Cannot prepare in state %s", "running");
-  monitor_.note(RTD::FAILURE, "", "failed");
+  monitor_.note(RTD::OUTCOME, "", "failed");
   monitor_.note(RTD::SUCCESS, "", "Scan succeeded");
   EXPECT_THAT(log_.lines(), ElementsAre("[Job a.0] Cannot prepare in state running", "failed", "Scan succeeded"));
   EXPECT_EQ(log_.entries()[0].kind, RTD::REFUSAL);
-  EXPECT_EQ(log_.entries()[1].kind, RTD::FAILURE);
+  EXPECT_EQ(log_.entries()[1].kind, RTD::OUTCOME);
   EXPECT_EQ(log_.entries()[2].kind, RTD::SUCCESS);
 }
 
@@ -67,7 +67,7 @@ TEST_F(MonitorTest, LinesCarryMonitorPrefixAndText) {
 
 TEST_F(MonitorTest, LongTextsAreNotCut) {
   const std::string text(100000, 'x');
-  monitor_.note(RTD::FAILURE, "", "%s", text.c_str());
+  monitor_.note(RTD::OUTCOME, "", "%s", text.c_str());
   EXPECT_EQ(log_.entries()[0].text, text);
 }
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/process/Command.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
+
+#include "platform/process/Command.h"
 
 namespace {
 

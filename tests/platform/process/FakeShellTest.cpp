@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/testing/FakeShell.h"
-
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -8,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/testing/FakeShell.h"
 #include "platform/testing/VirtualEventLoop.h"
 
 namespace {

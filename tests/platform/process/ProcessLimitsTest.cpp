@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/process/ProcessLimits.h"
-
 #include <csignal>
 
+#include "platform/process/ProcessLimits.h"
 #include "tests/platform/process/RunnerTest.h"
 
 namespace {

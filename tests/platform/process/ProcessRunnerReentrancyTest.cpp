@@ -38,14 +38,13 @@ class ProcessRunnerReentrancyTest : public RunnerTest {
 INSTANTIATE_BOTH_WAYS(ProcessRunnerReentrancyTest);
 
 TEST_P(ProcessRunnerReentrancyTest, OutputMayKillAndClose) {
-  invoke(
-      child("spam 0"), noteEnd(),
-      [this](const String&) {
-        ++pieces_;
-        EXPECT_TRUE(future_.handle()->kill(SIGKILL).isSuccess());
-        EXPECT_TRUE(future_.handle()->close().isSuccess());
-      },
-      {});
+  invoke(child("spam 0"), noteEnd(),
+         [this](const String&) {
+           ++pieces_;
+           EXPECT_TRUE(future_.handle()->kill(SIGKILL).isSuccess());
+           EXPECT_TRUE(future_.handle()->close().isSuccess());
+         },
+         {});
   loop().run();
   EXPECT_EQ(pieces_, 1);
   EXPECT_EQ(ends_, 1);
@@ -61,14 +60,13 @@ TEST_P(ProcessRunnerReentrancyTest, OutputMayDropTheHandle) {
 }
 
 TEST_P(ProcessRunnerReentrancyTest, OutputMayDestroyTheRunner) {
-  invoke(
-      child("spam 0"), mustNotEnd(),
-      [this](const String&) {
-        ++pieces_;
-        runner_.reset();
-        loop().stop();
-      },
-      {});
+  invoke(child("spam 0"), mustNotEnd(),
+         [this](const String&) {
+           ++pieces_;
+           runner_.reset();
+           loop().stop();
+         },
+         {});
   loop().run();
   runFor(5);
   EXPECT_EQ(pieces_, 1);
@@ -96,32 +94,29 @@ TEST_P(ProcessRunnerReentrancyTest, ErrorOutputLeftInThePipeMayDestroyTheRunner)
 }
 
 TEST_P(ProcessRunnerReentrancyTest, TerminationMayDestroyTheRunnerAndTheHandle) {
-  invoke(
-      Command("true"),
-      [this](const XCode&, const String&) {
-        future_.set(nullptr);
-        runner_.reset();
-        loop().stop();
-      },
-      {}, {});
+  invoke(Command("true"),
+         [this](const XCode&, const String&) {
+           future_.set(nullptr);
+           runner_.reset();
+           loop().stop();
+         },
+         {}, {});
   loop().run();
 }
 
 TEST_P(ProcessRunnerReentrancyTest, TerminationMayKillAndCloseWhatHasEnded) {
-  invoke(
-      Command("true"),
-      [this](const XCode&, const String&) {
-        EXPECT_TRUE(future_.handle()->kill(SIGKILL).isErr());
-        EXPECT_TRUE(future_.handle()->close().isSuccess());
-        loop().stop();
-      },
-      {}, {});
+  invoke(Command("true"),
+         [this](const XCode&, const String&) {
+           EXPECT_TRUE(future_.handle()->kill(SIGKILL).isErr());
+           EXPECT_TRUE(future_.handle()->close().isSuccess());
+           loop().stop();
+         },
+         {}, {});
   loop().run();
 }
 
 TEST_P(ProcessRunnerReentrancyTest, TerminationMayInvokeTheNextCommand) {
-  invoke(
-      Command("true"), [this](const XCode&, const String&) { invoke(child("exit 4"), noteEnd(), {}, {}); }, {}, {});
+  invoke(Command("true"), [this](const XCode&, const String&) { invoke(child("exit 4"), noteEnd(), {}, {}); }, {}, {});
   loop().run();
   EXPECT_EQ(ends_, 1);
   EXPECT_EQ(endText_, "Exit status 4");
@@ -129,13 +124,12 @@ TEST_P(ProcessRunnerReentrancyTest, TerminationMayInvokeTheNextCommand) {
 
 TEST_P(ProcessRunnerReentrancyTest, TerminationMayExecuteACommand) {
   XCode executed(XCode::GENERIC_ERROR);
-  invoke(
-      Command("true"),
-      [&](const XCode&, const String&) {
-        executed = runner_->execute(Command("true"));
-        loop().stop();
-      },
-      {}, {});
+  invoke(Command("true"),
+         [&](const XCode&, const String&) {
+           executed = runner_->execute(Command("true"));
+           loop().stop();
+         },
+         {}, {});
   loop().run();
   EXPECT_TRUE(executed.isSuccess());
 }
@@ -143,9 +137,8 @@ TEST_P(ProcessRunnerReentrancyTest, TerminationMayExecuteACommand) {
 TEST_P(ProcessRunnerReentrancyTest, OneCommandMayEndAnother) {
   Outcome other;
   ASSERT_TRUE(start(child("hang"), other).isSuccess());
-  invoke(
-      Command("true"),
-      [&](const XCode&, const String&) { EXPECT_TRUE(other.future.handle()->kill(SIGTERM).isSuccess()); }, {}, {});
+  invoke(Command("true"),
+         [&](const XCode&, const String&) { EXPECT_TRUE(other.future.handle()->kill(SIGTERM).isSuccess()); }, {}, {});
   loop().run();
   EXPECT_EQ(other.endText(), "Killed by signal 15");
 }

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/process/ProcessRunner.h"
-
 #include <gmock/gmock.h>
 #include <sys/resource.h>
 
@@ -10,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/process/ProcessRunner.h"
 #include "platform/testing/VirtualEventLoop.h"
 #include "tests/platform/process/RunnerTest.h"
 
@@ -364,8 +363,8 @@ TEST_P(ProcessRunnerTest, LoopThatCannotWatchIsAnErrorOfInvoke) {
   EXPECT_EQ(runner.invoke(Command("true"), {}, {}, {}, future).toString(), "Cannot watch a pipe");
 }
 
-// Only by the pidfd: the other way listens to the very signal that is ignored here. The kernel reaps such a child at once,
-// so its exit status is known only to whoever comes in between.
+// Only by the pidfd: the other way listens to the very signal that is ignored here. The kernel reaps such a child at
+// once, so its exit status is known only to whoever comes in between.
 TEST(ProcessRunnerHostTest, WhereTheHostIgnoresItsChildrenTheEndIsStillNoticed) {
   const auto handler = std::signal(SIGCHLD, SIG_IGN);
   KX::UvEventLoop loop;

@@ -164,9 +164,7 @@ class LifeLine {
   KX::Shell::Descriptor descriptor_;
 };
 
-#define INSTANTIATE_BOTH_WAYS(suite)                                                                              \
-  INSTANTIATE_TEST_SUITE_P(Watch, suite,                                                                          \
-                           testing::Values(KX::Shell::ChildWatch::Way::PIDFD, KX::Shell::ChildWatch::Way::SIGNAL), \
-                           [](const auto& way) {                                                                  \
-                             return way.param == KX::Shell::ChildWatch::Way::PIDFD ? "Pidfd" : "Sigchld";         \
-                           })
+#define INSTANTIATE_BOTH_WAYS(suite)                                                                        \
+  INSTANTIATE_TEST_SUITE_P(                                                                                 \
+      Watch, suite, testing::Values(KX::Shell::ChildWatch::Way::PIDFD, KX::Shell::ChildWatch::Way::SIGNAL), \
+      [](const auto& way) { return way.param == KX::Shell::ChildWatch::Way::PIDFD ? "Pidfd" : "Sigchld"; })

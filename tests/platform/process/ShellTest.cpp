@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/process/Shell.h"
-
 #include <gtest/gtest.h>
 
+#include "platform/process/Shell.h"
 #include "platform/testing/FakeShell.h"
 #include "platform/testing/VirtualEventLoop.h"
 

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/process/Spawn.h"
-
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -10,6 +8,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+
+#include "platform/process/Spawn.h"
 
 namespace {
 
@@ -125,8 +125,6 @@ TEST_F(SpawnTest, ChildThatGoesOutOfScopeIsKilledAndReaped) {
   EXPECT_EQ(errno, ESRCH);
 }
 
-TEST_F(SpawnTest, WithoutAChildThereIsNothingToSignal) {
-  EXPECT_EQ(KX::Shell::Child().signal(0).code(), 1000 + ESRCH);
-}
+TEST_F(SpawnTest, WithoutAChildThereIsNothingToSignal) { EXPECT_EQ(KX::Shell::Child().signal(0).code(), 1000 + ESRCH); }
 
 }  // namespace

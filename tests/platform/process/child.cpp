@@ -41,8 +41,8 @@ int spam(int descriptor, std::size_t bytes) {
   return 0;
 }
 
-// A child of the child that keeps the pipes open; the named pipe is open as long as either of them lives. Returns, having
-// printed its id, once it is where it stays.
+// A child of the child that keeps the pipes open; the named pipe is open as long as either of them lives. Returns,
+// having printed its id, once it is where it stays.
 void startGrandchild(const char* namedPipe, bool inOwnSession) {
   const int alive = open(namedPipe, O_WRONLY);
   int ready[2];

@@ -20,6 +20,12 @@ Value read(const std::string& text) {
   return number.value;
 }
 
+std::string repeated(char digit, std::size_t times) {
+  std::string result;
+  result.assign(times, digit);
+  return result;
+}
+
 bool isRefused(const std::string& text) { return JsonNumber(text.data(), text.data() + text.size()).error != nullptr; }
 
 void expectDouble(const std::string& text, double expected) {
@@ -67,14 +73,14 @@ TEST(JsonNumber, WhatNoDoubleHoldsIsRefused) {
   EXPECT_TRUE(isRefused("1.7976931348623159e308"));
   EXPECT_TRUE(isRefused("1e99999999999999999999999999"));
   EXPECT_TRUE(isRefused("0.001e400"));
-  EXPECT_TRUE(isRefused(std::string(400, '9')));
+  EXPECT_TRUE(isRefused(repeated('9', 400)));
 }
 
 TEST(JsonNumber, TinyNumbersAreZeroOrDenormal) {
   expectDouble("1e-400", 0.0);
   expectDouble("-1e-400", -0.0);
   expectDouble("1e-99999999999999999999999999", 0.0);
-  expectDouble("0." + std::string(400, '0') + "1", 0.0);
+  expectDouble("0." + repeated('0', 400) + "1", 0.0);
   expectDouble("123456e-400", 0.0);
   expectDouble("5e-324", 5e-324);
   expectDouble("2e-324", 0.0);
@@ -88,17 +94,17 @@ TEST(JsonNumber, ZeroHasNoMagnitude) {
 }
 
 TEST(JsonNumber, DigitsAndExponentsMayOutweighEachOther) {
-  expectDouble("1" + std::string(1000, '0') + "e-1000", 1.0);
-  expectDouble("0." + std::string(999, '0') + "1e1000", 1.0);
-  expectDouble(std::string(3000000, '9') + "e-3000000", 1.0);
-  expectDouble("0." + std::string(3000000, '1'), 0.1111111111111111111);
+  expectDouble("1" + repeated('0', 1000) + "e-1000", 1.0);
+  expectDouble("0." + repeated('0', 999) + "1e1000", 1.0);
+  expectDouble(repeated('9', 3000000) + "e-3000000", 1.0);
+  expectDouble("0." + repeated('1', 3000000), 0.1111111111111111111);
 }
 
 // Halfway between two doubles, where the last of very many digits decides.
 TEST(JsonNumber, EveryDigitCounts) {
   const std::string half = "9007199254740993";
   expectDouble(half + ".0", 9007199254740992.0);
-  expectDouble(half + "." + std::string(100000, '0') + "1", 9007199254740994.0);
+  expectDouble(half + "." + repeated('0', 100000) + "1", 9007199254740994.0);
 }
 
 TEST(JsonNumber, IsTheNearestDouble) {
