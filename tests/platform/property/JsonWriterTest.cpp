@@ -79,13 +79,15 @@ TEST(JsonWriter, KeysAreEscapedLikeValues) {
 }
 
 TEST(JsonWriter, EveryByteInAStringGivesAValidDocument) {
+  // Of the bytes that follow, one from either end of each range that UTF-8 tells apart.
+  constexpr char SECOND[] = "\x1f\"\\z\x7f\x80\x8f\x90\x9f\xa0\xbf\xc2\xe0\xed\xf0\xf4\xff";  // and the NUL
   for (unsigned first = 0; first < 256; ++first) {
-    for (unsigned second = 0; second < 256; ++second) {
-      const char bytes[] = {static_cast<char>(first), static_cast<char>(second), 'z'};
+    for (const char second : SECOND) {
+      const char bytes[] = {static_cast<char>(first), second, 'z'};
       const std::string_view text(bytes, sizeof(bytes));
       const String written = Value(String(text)).toJson();
       Value value;
-      ASSERT_TRUE(value.fromJson(written).isSuccess()) << first << " " << second;
+      ASSERT_TRUE(value.fromJson(written).isSuccess()) << testing::PrintToString(text);
       ASSERT_EQ(value.stringView(), toValidUtf8(text).view());
     }
   }

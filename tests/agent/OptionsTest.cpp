@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "agent/Options.h"
+
+namespace {
+
+XCode parse(std::vector<const char*> words, Options& options) {
+  std::vector<char*> arguments{const_cast<char*>("discovery-agent")};
+  for (const char* word : words) arguments.push_back(const_cast<char*>(word));
+  const int count = static_cast<int>(arguments.size());
+  arguments.push_back(nullptr);
+  return parseOptions(count, arguments.data(), options);
+}
+
+String errorOf(std::vector<const char*> words) {
+  Options options;
+  const XCode result = parse(std::move(words), options);
+  EXPECT_TRUE(result.isErr());
+  return result.toString();
+}
+
+TEST(OptionsTest, RunHasItsDefaults) {
+  Options options;
+  ASSERT_TRUE(parse({"run"}, options).isSuccess());
+  EXPECT_EQ(options.command, Options::Command::RUN);
+  EXPECT_EQ(options.link, Options::LinkKind::STDIO);
+  EXPECT_EQ(options.log, Options::Log::STDERR);
+  EXPECT_EQ(options.verbosity, 0U);
+  EXPECT_FALSE(options.clearBeforeUpdate);
+  EXPECT_EQ(options.processLimits.runSeconds, 21600U);
+  EXPECT_EQ(options.processLimits.outputBytes, 16777216U);
+  EXPECT_EQ(options.processLimits.executeSeconds, 30U);
+  EXPECT_EQ(options.messageLimit, 16777216U);
+}
+
+TEST(OptionsTest, RunTakesAllOfItsOptions) {
+  Options options;
+  ASSERT_TRUE(
+      parse({"run", "--link", "unix:/run/x", "--database=/d", "--plan", "/p", "--clear-before-update",
+             "--command-limit", "5", "--output-limit=0", "--message-limit", "7", "--log", "syslog", "--verbosity", "3"},
+            options)
+          .isSuccess());
+  EXPECT_EQ(options.link, Options::LinkKind::UNIX);
+  EXPECT_EQ(options.socketPath, "/run/x");
+  EXPECT_EQ(options.database, "/d");
+  EXPECT_EQ(options.plan, "/p");
+  EXPECT_TRUE(options.clearBeforeUpdate);
+  EXPECT_EQ(options.processLimits.runSeconds, 5U);
+  EXPECT_EQ(options.processLimits.outputBytes, 0U);
+  EXPECT_EQ(options.messageLimit, 7U);
+  EXPECT_EQ(options.log, Options::Log::SYSLOG);
+  EXPECT_EQ(options.verbosity, 3U);
+}
+
+TEST(OptionsTest, ScanTakesSeveralInterfaces) {
+  Options options;
+  ASSERT_TRUE(parse({"scan", "--json", "--interface", "^a", "--interface", "b"}, options).isSuccess());
+  EXPECT_EQ(options.command, Options::Command::SCAN);
+  EXPECT_TRUE(options.json);
+  ASSERT_EQ(options.interfaces.size(), 2U);
+  EXPECT_EQ(options.interfaces[1], "b");
+}
+
+TEST(OptionsTest, HelpAndVersionNeedNoCommand) {
+  Options options;
+  ASSERT_TRUE(parse({"--help"}, options).isSuccess());
+  EXPECT_EQ(options.command, Options::Command::HELP);
+  ASSERT_TRUE(parse({"--version"}, options).isSuccess());
+  EXPECT_EQ(options.command, Options::Command::VERSION);
+}
+
+TEST(OptionsTest, ErrorsNameTheWordThatCannotBeUsed) {
+  EXPECT_EQ(errorOf({}), "expecting a command: run or scan");
+  EXPECT_EQ(errorOf({"walk"}), "unknown command: walk");
+  EXPECT_EQ(errorOf({"run", "--nonsense"}), "unknown option: --nonsense");
+  EXPECT_EQ(errorOf({"run", "--json"}), "unknown option: --json");
+  EXPECT_EQ(errorOf({"scan", "--plan", "x"}), "unknown option: --plan");
+  EXPECT_EQ(errorOf({"run", "-x"}), "unknown option: -x");
+  EXPECT_EQ(errorOf({"run", "--link"}), "--link needs a value");
+  EXPECT_EQ(errorOf({"run", "more"}), "unexpected argument: more");
+  EXPECT_EQ(errorOf({"run", "--link", "mqtt://host"}), "unusable value for --link: mqtt://host");
+  EXPECT_EQ(errorOf({"run", "--verbosity", "4"}), "unusable value for --verbosity: 4");
+  EXPECT_EQ(errorOf({"run", "--command-limit", "4294967296"}), "unusable value for --command-limit: 4294967296");
+  EXPECT_EQ(errorOf({"run", "--output-limit", " 1"}), "unusable value for --output-limit:  1");
+  EXPECT_EQ(errorOf({"scan", "--interface", "("}), "unusable value for --interface: (");
+}
+
+}  // namespace
