@@ -14,9 +14,10 @@ namespace {
 constexpr std::size_t PIECE = 16384;
 constexpr std::chrono::seconds FLUSH_LIMIT(5);
 
-// From a copy: the handler may destroy the connection and itself with it.
-void call(std::function<void()> handler) {
-  if (handler) handler();
+// From a copy, since the handler may destroy the connection and itself with it.
+void call(const std::function<void()>& handler) {
+  const std::function<void()> kept = handler;
+  if (kept) kept();
 }
 
 }  // namespace

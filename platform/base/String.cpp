@@ -18,8 +18,8 @@ constexpr std::size_t EXACT_BELOW = 256;
 // of a quarter for long ones, so that appending in small pieces stays linear.
 std::size_t capacityFor(std::size_t length) {
   if (length < EXACT_BELOW) return length;
-  const std::size_t step = std::bit_floor(length) / 4;
-  return (length / step + 1) * step;
+  const auto step = static_cast<unsigned>(std::bit_width(length)) - 3;
+  return ((length >> step) + 1) << step;
 }
 
 String::Buffer* emptyBuffer() { return &KX::Literal::BUFFER<"">.header; }

@@ -28,7 +28,7 @@ class LineWriterTest : public testing::TestWithParam<Kind> {
     output = ends[1];
     writer.emplace(runner.loop, output,
                    LineWriter::Handlers{[this](const XCode& reason) {
-                                          failures.push_back(reason.toString().c_str());
+                                          failures.emplace_back(reason.toString().c_str());
                                           runner.somethingHappened();
                                         },
                                         [this] {

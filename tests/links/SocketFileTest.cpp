@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 
-#include <cstring>
 #include <fstream>
 
 #include "links/SocketFile.h"
@@ -24,7 +23,7 @@ void leaveSocket(const std::string& path, int type = SOCK_STREAM) {
   const int descriptor = socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  std::strcpy(address.sun_path, path.c_str());
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
   EXPECT_EQ(bind(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
   close(descriptor);
 }

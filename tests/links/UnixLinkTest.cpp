@@ -4,7 +4,6 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
-#include <cstring>
 #include <optional>
 
 #include "links/UnixLink.h"
@@ -40,7 +39,7 @@ class UnixLinkTest : public testing::Test {
     const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, path.c_str());
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
     EXPECT_EQ(::connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     return std::make_unique<TestPeer>(runner, descriptor, descriptor, reads);
   }

@@ -29,7 +29,7 @@ TEST(XCodeTest, CarriesItsText) {
   XCode result(7);
   result.setString("first");
   result.setStringF("%s of %d bytes", std::string(300, 'x').c_str(), 300);
-  EXPECT_EQ(result.toString(), std::string(300, 'x') + " of 300 bytes");
+  EXPECT_EQ(result.toString(), std::string(300, 'x').append(" of 300 bytes"));
   EXPECT_EQ(result.code(), 7);
 }
 

@@ -65,9 +65,10 @@ TYPED_TEST(KXEventLoopTest, TimersFireByDueTime) {
   });
   const auto a = loop.createTimeoutEvent(5, [&] { this->log_ += 'a'; });
   const auto b = loop.createTimeoutEvent(1, [&] { this->log_ += 'b'; });
-  c->start(9, false, false);
-  a->start(1, false, false);
-  b->start(5, false, false);
+  // Far enough apart for a machine that stops for a moment between two starts.
+  c->start(90, false, false);
+  a->start(10, false, false);
+  b->start(50, false, false);
   loop.run();
   EXPECT_EQ(this->log_, "abc");
 }

@@ -11,7 +11,6 @@
 
 namespace {
 
-using KX::Property::JsonLimits;
 using KX::Property::Value;
 
 // Documents of every kind of value. The same ones in every run.

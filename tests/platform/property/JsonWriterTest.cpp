@@ -65,9 +65,11 @@ TEST(JsonWriter, EscapesWhereverTheyStand) {
     for (std::size_t after = 0; after < 20; ++after) {
       const std::string x(before, 'x');
       const std::string y(after, 'y');
-      EXPECT_EQ(jsonOf(x + "\n" + y), "\"" + x + "\\n" + y + "\"");
-      EXPECT_EQ(jsonOf(x + "\xff" + y), "\"" + x + "\xef\xbf\xbd" + y + "\"");
-      EXPECT_EQ(jsonOf(x + "\x1f\"" + y), "\"" + x + "\\u001f\\\"" + y + "\"");
+      const auto around = [&](const char* middle) { return String::format("%s%s%s", x.c_str(), middle, y.c_str()); };
+      const auto quoted = [&](const char* middle) { return String::format("\"%s\"", around(middle).c_str()); };
+      EXPECT_EQ(Value(around("\n")).toJson(), quoted("\\n"));
+      EXPECT_EQ(Value(around("\xff")).toJson(), quoted("\xef\xbf\xbd"));
+      EXPECT_EQ(Value(around("\x1f\"")).toJson(), quoted("\\u001f\\\""));
     }
   }
 }

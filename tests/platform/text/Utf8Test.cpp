@@ -46,8 +46,12 @@ TEST(Utf8, RefusesEveryClassOfInvalidBytes) {
 TEST(Utf8, FindsTheFirstInvalidByteBehindWholeWordsOfText) {
   for (std::size_t length = 0; length < 40; ++length) {
     const std::string text(length, 'x');
-    EXPECT_EQ(validUtf8Prefix(text + "\xff" + text), length);
-    EXPECT_EQ(validUtf8Prefix(text + "\xc3\xa4" + text), 2 * length + 2);
+    std::string invalid = text;
+    invalid.append("\xff").append(text);
+    EXPECT_EQ(validUtf8Prefix(invalid), length);
+    std::string valid = text;
+    valid.append("\xc3\xa4").append(text);
+    EXPECT_EQ(validUtf8Prefix(valid), 2 * length + 2);
   }
 }
 
