@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <random>
+#include <thread>
 
 #include "links/LineConnection.h"
 #include "platform/process/Descriptor.h"
@@ -142,6 +143,33 @@ TEST_F(LineConnectionTest, StopStopsTheServiceAndSendsTheRest) {
   ASSERT_TRUE(peer->waitForLines(2));
   EXPECT_NE(peer->lines[0].find("job cancelled"), std::string::npos);
   EXPECT_NE(peer->lines[1].find("stopping"), std::string::npos);
+}
+
+TEST_F(LineConnectionTest, StopWaitsForAReaderThatIsStillReading) {
+  int pair[2];
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair), 0);
+  KX::Shell::Descriptor mine(pair[1]);
+  LineConnection wide(runner.loop, SessionOptions{echo.factory, "echo"_s}, pair[1], pair[1], {[] {}, [] {}});
+  ASSERT_TRUE(wide.start().isSuccess());
+  KX::Property::Value large = KX::Property::Value::object();
+  large["data"] = String(std::string(5000000, 'x'));
+  ASSERT_TRUE(echo.last().sendMessage(large).isSuccess());
+  ASSERT_GT(wide.unsent(), 0U);
+  std::string received;
+  std::thread reader([&received, theirs = pair[0]] {
+    std::string bytes(65536, '\0');
+    for (ssize_t length = 1; length > 0;) {
+      length = read(theirs, bytes.data(), bytes.size());
+      if (length > 0) received.append(bytes, 0, static_cast<std::size_t>(length));
+    }
+    close(theirs);
+  });
+  wide.stop();
+  EXPECT_EQ(wide.unsent(), 0U);
+  mine.reset();
+  reader.join();
+  EXPECT_GT(received.size(), 5000000U);
+  EXPECT_NE(received.find("stopping"), std::string::npos);
 }
 
 TEST_F(LineConnectionTest, RequestMayStopTheConnection) {
