@@ -125,6 +125,7 @@ void LineWriter::onWritable() {
 }
 
 void LineWriter::flush(std::chrono::milliseconds limit) {
+  writable_.reset();
   const auto deadline = std::chrono::steady_clock::now() + limit;
   while (writeQueued() == Progress::BLOCKED) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());

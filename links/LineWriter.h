@@ -37,7 +37,8 @@ class LineWriter {
   XCode send(const String& line);
   // Bytes that are still queued, line ends included.
   std::size_t unsent() const { return unsent_; }
-  // Waits for the reader to take what is queued, at most so long. Calls no handler.
+  // Waits for the reader to take what is queued, at most so long, and leaves the rest: the loop no longer watches for
+  // room. Calls no handler.
   void flush(std::chrono::milliseconds limit);
 
  private:

@@ -88,9 +88,10 @@ void JobNodeScan::examineInterface(const DB::Ptr<DB::Entry::IpInterface>& interf
 }
 
 // A subnet counts when it lies wholly inside a private network; one that is larger or only overlaps does not.
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the caller's row may be moved on meanwhile.
 bool JobNodeScan::isInterfaceInPrivateNetwork(DB::Ptr<DB::Entry::IpInterface> interface) const {
   using Query = DB::Table::IpInterfaceAddress::QueryByParentTypeStatusByKey;
-  Query addresses(Query::Key(std::move(interface), OBJECT_TYPE, OBJECT_STATUS));
+  Query addresses(Query::Key(interface, OBJECT_TYPE, OBJECT_STATUS));
   for (addresses.begin(); addresses.iterate(); addresses.moveNext()) {
     const DB::Ptr<DB::Entry::IpInterfaceAddress> address = *addresses;
     IpAddress subnet;

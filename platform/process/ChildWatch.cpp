@@ -7,7 +7,7 @@
 
 namespace KX::Shell {
 
-XCode ChildWatch::start(KXEventLoop& loop, const Child& child, Way way, KXEventLoop::Handler ended) {
+XCode ChildWatch::start(KXEventLoop& loop, const Child& child, Way way, const KXEventLoop::Handler& ended) {
   if (way == Way::PIDFD && watchPidfd(loop, child, ended)) return XCode();
   return watchSignal(loop, child, ended) ? XCode() : XCode::error("Cannot watch a child process"_s);
 }

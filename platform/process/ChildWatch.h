@@ -17,7 +17,7 @@ class ChildWatch {
   enum class Way { PIDFD, SIGNAL };
 
   // Never calls the handler inside.
-  [[nodiscard]] XCode start(KXEventLoop& loop, const Child& child, Way way, KXEventLoop::Handler ended);
+  [[nodiscard]] XCode start(KXEventLoop& loop, const Child& child, Way way, const KXEventLoop::Handler& ended);
   void stop();
 
  private:
