@@ -11,7 +11,7 @@ namespace KX::NMS::Discovery {
 [[nodiscard]] XCode validateJobDescriptionWhat(const Property::Value& description);
 
 // Reads a job description's "schedule": a cron specification of six fields (second first) or five, in UTC, or an object
-// with "cron" and "firstRun" ("now" or an RFC 3339 time), at least one of them. Gives the specification in its
+// with "cron" and "firstRun" ("now" or an RFC 3339 time), at least one of them. Gives the cron specification in its
 // six-field form, empty for a job that runs once, and the first run: firstRun where given, else the next match. On an
 // error both are left untouched.
 [[nodiscard]] XCode validateJobDescriptionWhen(const Property::Value& description, String& cronSpecification,

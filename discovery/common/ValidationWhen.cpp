@@ -44,7 +44,7 @@ XCode readSchedule(const Value& schedule, Schedule& result) {
 XCode findNextMatch(const String& specification, const Clock& now, Clock& next) {
   cron_expr expression;
   const char* error = nullptr;
-  // The expression library reads up to the first NUL and would take the rest for no part of the specification.
+  // The expression library reads up to the first NUL and would not see what follows.
   if (specification.view().find('\0') != std::string_view::npos) {
     error = "embedded NUL";
   } else {

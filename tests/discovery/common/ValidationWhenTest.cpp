@@ -15,7 +15,7 @@ using Property::Value;
 
 class ValidationWhenTest : public testing::Test {
  protected:
-  // The error text, or the specification and the next run in UTC: "0 0 3 * * * at 2026-01-02T03:00:00.000Z".
+  // The error text, or the cron specification and the next run in UTC: "0 0 3 * * * at 2026-01-02T03:00:00.000Z".
   std::string check(const Value& schedule) {
     Value description = json(R"({"id":"nightly"})");
     description["schedule"] = schedule;
