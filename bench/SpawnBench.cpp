@@ -82,20 +82,20 @@ struct RunnerFixture {
 void startToEndRaw(benchmark::State& state) {
   const Ballast ballast(static_cast<std::size_t>(state.range(0)));
   const KX::Shell::Command command{String(SHORT_COMMAND)};
-  for (auto _ : state) runRaw(command);
+  while (state.KeepRunning()) runRaw(command);
 }
 
 void startToEndRunner(benchmark::State& state) {
   const Ballast ballast(static_cast<std::size_t>(state.range(0)));
   const KX::Shell::Command command{String(SHORT_COMMAND)};
   RunnerFixture fixture;
-  for (auto _ : state) fixture.run(command);
+  while (state.KeepRunning()) fixture.run(command);
 }
 
 template <class Run>
 void measureOutput(benchmark::State& state, Run run) {
   const KX::Shell::Command command{String(LONG_OUTPUT)};
-  for (auto _ : state) {
+  while (state.KeepRunning()) {
     if (run(command) != LONG_OUTPUT_BYTES) state.SkipWithError("output is missing");
   }
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(LONG_OUTPUT_BYTES));

@@ -41,7 +41,8 @@ TEST_P(ExecuteTest, ItInheritsNoDescriptorAndNoInput) {
   const std::string list = folder() + "/list";
   const KX::Shell::Descriptor leaky(dup(STDERR_FILENO));
   // The shell is told by the test itself to print into a file.
-  const Command command = Command::format("/bin/sh -c %s", {String(CHILD_COMMAND " descriptors >" + list)});
+  const Command command =
+      Command::format("/bin/sh -c %s", {String::format("%s descriptors >%s", CHILD_COMMAND, list.c_str())});
   ASSERT_TRUE(runner_->execute(command).isSuccess());
   const KX::Shell::Descriptor file(open(list.c_str(), O_RDONLY | O_CLOEXEC));
   char text[64];

@@ -81,6 +81,7 @@ TEST_P(ProcessRunnerTest, ArgumentWithANulIsRefused) {
 }
 
 TEST_P(ProcessRunnerTest, TooLongAnArgumentIsAnErrorOfInvoke) {
+  if (IS_EMULATED) GTEST_SKIP() << "an emulator starts every program and lets it fail as a child";
   Outcome outcome;
   EXPECT_EQ(start(Command(String("echo " + std::string(1'000'000, 'x'))), outcome).code(), 1000 + E2BIG);
 }

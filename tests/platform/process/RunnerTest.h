@@ -72,7 +72,7 @@ class RunnerTest : public testing::TestWithParam<KX::Shell::ChildWatch::Way> {
 
   // The child with a behaviour.
   static KX::Shell::Command child(const std::string& behaviour) {
-    return KX::Shell::Command(String(std::string(CHILD_COMMAND) + " " + behaviour));
+    return KX::Shell::Command(String::format("%s %s", CHILD_COMMAND, behaviour.c_str()));
   }
 
   // Starts the command; the loop stops at its end.
