@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "platform/base/String.h"
+#include "platform/base/XCode.h"
+#include "tools/servicescan/Sweep.h"
+
+namespace ServiceScan {
+
+// What the command line asks for.
+struct Options {
+  enum class Command { SCAN, HELP, VERSION };
+
+  Command command = Command::SCAN;
+  String targetFile;
+  bool json = false;
+  String community = "public"_s;
+  SweepOptions sweep;
+};
+
+// Reads the command line. An error's text is the one line to show; options then hold no meaning.
+[[nodiscard]] XCode parseOptions(int argc, char* const argv[], Options& options);
+
+// The text of --help.
+const char* usage();
+
+}  // namespace ServiceScan

@@ -1,0 +1,177 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/servicescan/Sweep.h"
+
+#include <utility>
+
+namespace ServiceScan {
+namespace {
+
+constexpr unsigned PRIORITY = 1;
+constexpr std::uint64_t TICK_MS = 10;
+// Neighbours are given back so many at a time, which keeps the cost of looking through the kernel's table small.
+constexpr std::size_t NEIGHBOURS_AT_ONCE = 64;
+// The kernel takes unused neighbours out of a full table by itself when they are older than five seconds.
+constexpr std::int64_t NEIGHBOUR_AGE_MS = 6000;
+
+}  // namespace
+
+Sweep::Sweep(KXEventLoop& loop, Milliseconds clock, const SweepOptions& options, Neighbours& neighbours,
+             Targets& targets)
+    : loop_(loop),
+      clock_(std::move(clock)),
+      options_(options),
+      neighbours_(neighbours),
+      targets_(targets),
+      budget_(options.packetsPerSecond) {
+  probesLeft_.resize(targets_.hosts.size());
+  for (ProbeIndex index = 0; index < targets_.probes.size(); ++index) {
+    const Probe& probe = targets_.probes[index];
+    if (probe.state == Probe::State::ENDED) {
+      ++ended_;
+    } else {
+      lanes_[static_cast<std::size_t>(probe.service)].probes.push_back(index);
+      ++probesLeft_[probe.host];
+    }
+  }
+  for (const std::uint32_t left : probesLeft_) hostsReleased_ += left == 0 ? 1 : 0;
+  makeRoomForNeighbours();
+}
+
+// What an earlier scan of these hosts has left in the table is in the way of this one.
+void Sweep::makeRoomForNeighbours() {
+  isSliced_ = targets_.hosts.size() > neighbours_.room();
+  if (!isSliced_) return;
+  std::vector<std::uint32_t> addresses;
+  for (const Host& host : targets_.hosts) addresses.push_back(host.address);
+  if (!neighbours_.drop(addresses)) return;
+  neighbours_.measure();
+  isSliced_ = targets_.hosts.size() > neighbours_.room();
+}
+
+void Sweep::start(Probers& probers) {
+  probers_ = &probers;
+  tick_ = loop_.createTimeoutEvent(PRIORITY, [this] { onTick(); });
+  tick_->start(TICK_MS, true, true);
+}
+
+void Sweep::onTick() {
+  expire();
+  giveNeighboursBack(clock_());
+  startProbes();
+  stopAtTheEnd();
+}
+
+void Sweep::batchEnded() {
+  if (endedHosts_.size() >= NEIGHBOURS_AT_ONCE) giveNeighboursBack(clock_());
+  startProbes();
+  stopAtTheEnd();
+}
+
+void Sweep::stopAtTheEnd() {
+  if (ended_ < targets_.probes.size()) return;
+  tick_->stop();
+  giveNeighboursBack(clock_());
+  loop_.stop();
+}
+
+void Sweep::startProbes() {
+  // What fails while it is started reports its end in here.
+  if (isStarting_) return;
+  isStarting_ = true;
+  const std::int64_t now = clock_();
+  budget_.refill(now);
+  // One of each service in turn, so that they share the network from the first host to the last.
+  bool isProgressing = true;
+  while (isProgressing) {
+    isProgressing = false;
+    for (Lane& lane : lanes_) isProgressing |= startNext(lane, now);
+  }
+  for (const std::unique_ptr<Prober>& prober : *probers_) {
+    if (prober != nullptr) prober->flush();
+  }
+  isStarting_ = false;
+}
+
+bool Sweep::startNext(Lane& lane, std::int64_t now) {
+  if (lane.next == lane.probes.size() || running_ >= options_.parallel) return false;
+  const ProbeIndex index = lane.probes[lane.next];
+  Probe& probe = targets_.probes[index];
+  if (isSliced_ && probe.host >= hostsReleased_ + neighbours_.room()) return false;
+  if (!lane.pace.allows(now, targets_.probes) || !budget_.take()) return false;
+  probe.state = Probe::State::RUNNING;
+  lane.pace.onStarted(now, index, probe);
+  ++running_;
+  const bool hasStarted = proberOf(probe).start(index);
+  if (!hasStarted && running_ > 1) {
+    // Others will make room when they end.
+    lane.pace.onEnded(probe);
+    probe.state = Probe::State::WAITING;
+    --running_;
+    return false;
+  }
+  if (!hasStarted) failed(index, "Out of resources"_s);
+  ++lane.next;
+  deadlines_.push_back({now + options_.timeoutMs, index, options_.tries - 1});
+  return true;
+}
+
+void Sweep::expire() {
+  const std::int64_t now = clock_();
+  while (!deadlines_.empty() && deadlines_.front().at <= now) {
+    const Deadline deadline = deadlines_.front();
+    deadlines_.pop_front();
+    if (targets_.probes[deadline.probe].state == Probe::State::RUNNING) repeatOrGiveUp(deadline, now);
+  }
+}
+
+void Sweep::repeatOrGiveUp(const Deadline& deadline, std::int64_t now) {
+  Prober& prober = proberOf(targets_.probes[deadline.probe]);
+  if (deadline.triesLeft == 0) {
+    failed(deadline.probe, prober.giveUp(deadline.probe));
+    return;
+  }
+  deadlines_.push_back({now + options_.timeoutMs, deadline.probe, deadline.triesLeft - 1});
+  // Where the system has no room for the packet now, the next try has to do.
+  if (prober.isToRepeat()) static_cast<void>(prober.start(deadline.probe));
+}
+
+bool Sweep::end(ProbeIndex index) {
+  Probe& probe = targets_.probes[index];
+  if (probe.state != Probe::State::RUNNING) return false;
+  probe.state = Probe::State::ENDED;
+  lanes_[static_cast<std::size_t>(probe.service)].pace.onEnded(probe);
+  --running_;
+  ++ended_;
+  if (--probesLeft_[probe.host] == 0 && isSliced_) endedHosts_.push_back({clock_(), targets_.addressOf(probe)});
+  return true;
+}
+
+void Sweep::answered(ProbeIndex index, const String& model, const String& systemObjectId) {
+  if (!end(index)) return;
+  Probe& probe = targets_.probes[index];
+  probe.successful = true;
+  probe.model = model;
+  probe.systemObjectId = systemObjectId;
+  ++successful_;
+}
+
+void Sweep::failed(ProbeIndex index, const String& reason) {
+  if (end(index)) targets_.probes[index].reason = reason;
+}
+
+// Without the right to change the table, time does it.
+void Sweep::giveNeighboursBack(std::int64_t now) {
+  if (endedHosts_.empty()) return;
+  std::vector<std::uint32_t> addresses;
+  for (const EndedHost& host : endedHosts_) addresses.push_back(host.address);
+  if (neighbours_.drop(addresses)) {
+    hostsReleased_ += endedHosts_.size();
+    endedHosts_.clear();
+    return;
+  }
+  for (; !endedHosts_.empty() && endedHosts_.front().at + NEIGHBOUR_AGE_MS <= now; endedHosts_.pop_front()) {
+    ++hostsReleased_;
+  }
+}
+
+}  // namespace ServiceScan

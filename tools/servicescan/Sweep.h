@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <array>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "platform/loop/KXEventLoop.h"
+#include "tools/servicescan/Neighbours.h"
+#include "tools/servicescan/Pace.h"
+#include "tools/servicescan/Prober.h"
+
+namespace ServiceScan {
+
+struct SweepOptions {
+  std::uint32_t timeoutMs = 1000;  // of one try
+  std::uint32_t tries = 2;
+  std::uint32_t parallel = 4096;       // probes in flight
+  std::uint32_t packetsPerSecond = 0;  // 0: as fast as answers come
+};
+
+// Runs all probes of a list through the probers, in its order as far as the pace of each service allows, and stops the
+// loop after the last. Three things hold it back: the number of probes in flight, the pace of a service (packets that
+// leave faster than answers come would be lost in somebody's buffer), and the kernel's neighbour table (hosts beyond
+// its size would be lost without a word). All on the loop's thread.
+class Sweep final : public Outcome {
+ public:
+  using Milliseconds = std::function<std::int64_t()>;  // a clock that nobody sets
+  using Probers = std::array<std::unique_ptr<Prober>, SERVICES>;
+
+  Sweep(KXEventLoop& loop, Milliseconds clock, const SweepOptions& options, Neighbours& neighbours, Targets& targets);
+  Sweep(const Sweep&) = delete;
+  Sweep& operator=(const Sweep&) = delete;
+  ~Sweep() = default;
+
+  // The probers report to this object. Those of services that nobody asks for may be null.
+  void start(Probers& probers);
+
+  std::size_t ended() const { return ended_; }
+  std::size_t successful() const { return successful_; }
+
+  void answered(ProbeIndex probe, const String& model, const String& systemObjectId) override;
+  void failed(ProbeIndex probe, const String& reason) override;
+  void batchEnded() override;
+
+ private:
+  // The probes of one service, in the order of their hosts.
+  struct Lane {
+    std::vector<ProbeIndex> probes;
+    std::size_t next = 0;
+    Pace pace;
+  };
+  struct Deadline {
+    std::int64_t at;
+    ProbeIndex probe;
+    std::uint32_t triesLeft;
+  };
+  struct EndedHost {
+    std::int64_t at;
+    std::uint32_t address;
+  };
+
+  Prober& proberOf(const Probe& probe) { return *(*probers_)[static_cast<std::size_t>(probe.service)]; }
+  void makeRoomForNeighbours();
+  void onTick();
+  void stopAtTheEnd();
+  void startProbes();
+  bool startNext(Lane& lane, std::int64_t now);
+  void expire();
+  void repeatOrGiveUp(const Deadline& deadline, std::int64_t now);
+  bool end(ProbeIndex probe);
+  void giveNeighboursBack(std::int64_t now);
+
+  KXEventLoop& loop_;
+  Milliseconds clock_;
+  const SweepOptions options_;
+  Neighbours& neighbours_;
+  Targets& targets_;
+  Probers* probers_ = nullptr;
+  std::array<Lane, SERVICES> lanes_;
+  std::deque<Deadline> deadlines_;  // all wait equally long, so the earliest is in front
+  PacketBudget budget_;
+  std::vector<std::uint32_t> probesLeft_;  // of each host
+  // Hosts that have ended and still stand in the neighbour table, the first that ended in front.
+  std::deque<EndedHost> endedHosts_;
+  std::size_t hostsReleased_ = 0;
+  std::size_t running_ = 0;
+  std::size_t ended_ = 0;
+  std::size_t successful_ = 0;
+  bool isSliced_ = false;  // there are more hosts than the neighbour table has room for
+  bool isStarting_ = false;
+  std::unique_ptr<KX::TimeoutEvent> tick_;
+};
+
+}  // namespace ServiceScan

@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <sys/resource.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+
+#include "platform/base/Memory.h"
+#include "platform/loop/UvEventLoop.h"
+#include "tools/servicescan/Options.h"
+#include "tools/servicescan/PingProber.h"
+#include "tools/servicescan/ProgressLine.h"
+#include "tools/servicescan/Report.h"
+#include "tools/servicescan/SipProber.h"
+#include "tools/servicescan/SnmpProber.h"
+#include "tools/servicescan/StreamProber.h"
+#include "tools/servicescan/TargetFile.h"
+
+namespace ServiceScan {
+namespace {
+
+int complain(const String& text, int status) {
+  std::fprintf(stderr, "servicescan: %s\n", text.c_str());
+  return status;
+}
+
+std::int64_t steadyMilliseconds() {
+  using namespace std::chrono;
+  return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+// Connections are descriptors, and the usual limit of 1,024 is there for programs that use select.
+void raiseDescriptorLimit() {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = limit.rlim_max;
+  static_cast<void>(setrlimit(RLIMIT_NOFILE, &limit));
+}
+
+// A service that nobody asks for needs no prober.
+Sweep::Probers makeProbers(KXEventLoop& loop, const Options& options, const Targets& targets, Outcome& outcome) {
+  std::array<bool, SERVICES> isAsked{};
+  for (const Probe& probe : targets.probes) {
+    isAsked[static_cast<std::size_t>(probe.service)] |= probe.state == Probe::State::WAITING;
+  }
+  Sweep::Probers probers;
+  const auto use = [&](Service service, auto make) {
+    const auto index = static_cast<std::size_t>(service);
+    if (isAsked[index]) probers[index] = make();
+  };
+  use(Service::PING, [&] { return std::make_unique<PingProber>(loop, outcome, targets); });
+  use(Service::HTTP, [&] { return std::make_unique<StreamProber>(loop, outcome, targets, Service::HTTP); });
+  use(Service::HTTPS, [&] { return std::make_unique<StreamProber>(loop, outcome, targets, Service::HTTPS); });
+  use(Service::SNMP, [&] { return std::make_unique<SnmpProber>(loop, outcome, targets, options.community); });
+  use(Service::SIP, [&] { return std::make_unique<SipProber>(loop, outcome, targets); });
+  return probers;
+}
+
+XCode sweepAll(const Options& options, Targets& targets) {
+  KX::UvEventLoop loop;
+  XCode result = loop.status();
+  if (result.isErr()) return result;
+  Neighbours neighbours;
+  Sweep sweep(loop, steadyMilliseconds, options.sweep, neighbours, targets);
+  Sweep::Probers probers = makeProbers(loop, options, targets, sweep);
+  const ProgressLine progress(loop, sweep, targets.probes.size());
+  sweep.start(probers);
+  loop.run();
+  return XCode();
+}
+
+int scan(const Options& options) {
+  Targets targets;
+  XCode result = readTargets(
+      options.targetFile, [](const String& line) { complain(line, 0); }, targets);
+  if (result.isErr())
+    return complain(String::format("%s: %s", options.targetFile.c_str(), result.toString().c_str()), 1);
+  // A host that resets its connection is no reason to end.
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+  raiseDescriptorLimit();
+  result = sweepAll(options, targets);
+  if (result.isErr()) return complain(result.toString(), 1);
+  const bool isPrinted = options.json ? printJson(targets, stdout) : printTable(targets, stdout);
+  return isPrinted ? 0 : complain("cannot write the result"_s, 1);
+}
+
+}  // namespace
+}  // namespace ServiceScan
+
+int main(int argc, char* argv[]) {
+  using namespace ServiceScan;
+  KX::endProcessWhenOutOfMemory();
+  Options options;
+  const XCode result = parseOptions(argc, argv, options);
+  if (result.isErr()) return complain(result.toString(), 2);
+  switch (options.command) {
+    case Options::Command::HELP:
+      std::fputs(usage(), stdout);
+      return 0;
+    case Options::Command::VERSION:
+      std::puts("servicescan " TOOL_VERSION);
+      return 0;
+    case Options::Command::SCAN:
+      return scan(options);
+  }
+  return 0;
+}
