@@ -16,6 +16,8 @@ XCode CClientDiscoveryService::onStartService() {
   registerRequestHandler("syncNodes"_s, handler(&CClientDiscoveryService::onSyncNodesRequestReceived));
   registerRequestHandler("addNodes"_s, handler(&CClientDiscoveryService::onAddNodesRequestReceived));
   registerRequestHandler("removeNodes"_s, handler(&CClientDiscoveryService::onRemoveNodesRequestReceived));
+  registerRequestHandler("blinkNodes"_s, handler(&CClientDiscoveryService::onBlinkNodesRequestReceived));
+  registerRequestHandler("onboardNodes"_s, handler(&CClientDiscoveryService::onOnboardNodesRequestReceived));
   registerRequestHandler("updateJobDescriptions"_s,
                          handler(&CClientDiscoveryService::onUpdateJobDescriptionsRequestReceived));
   if (onStarted_) onStarted_();
@@ -25,6 +27,8 @@ XCode CClientDiscoveryService::onStartService() {
 XCode CClientDiscoveryService::onStopService() {
   if (onStopped_) onStopped_();
   unregisterRequestHandler("updateJobDescriptions"_s);
+  unregisterRequestHandler("onboardNodes"_s);
+  unregisterRequestHandler("blinkNodes"_s);
   unregisterRequestHandler("removeNodes"_s);
   unregisterRequestHandler("addNodes"_s);
   unregisterRequestHandler("syncNodes"_s);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "discovery/repository/Repository.h"
+#include "platform/process/Command.h"
 #include "platform/service/CService.h"
 
 namespace KX::NMS::Discovery {
@@ -43,6 +44,8 @@ class CClientDiscoveryService : public CInherit<CClientDiscoveryService, CServic
   XCode onSyncNodesRequestReceived(const Property::Value& request);
   XCode onAddNodesRequestReceived(const Property::Value& request);
   XCode onRemoveNodesRequestReceived(const Property::Value& request);
+  XCode onBlinkNodesRequestReceived(const Property::Value& request);
+  XCode onOnboardNodesRequestReceived(const Property::Value& request);
   XCode onUpdateJobDescriptionsRequestReceived(const Property::Value& request);
 
   [[nodiscard]] XCode checkNodeRequest(const Property::Value& request) const;
@@ -51,6 +54,8 @@ class CClientDiscoveryService : public CInherit<CClientDiscoveryService, CServic
   void syncServices(const Property::Value& element, const String& ipAddress);
   void syncStatus(const Property::Value& element, const String& ipAddress);
   KXLWPtr<Node> addManualNode(const String& ipAddress);
+  Property::Value runForEach(const Property::Value& nodes,
+                             Shell::Command (*makeCommand)(const Property::Value& node)) const;
   static void exportNode(Node& node, ExportMode mode, Property::Value& nodes, ExportCounts& counts);
   void logExport(const Property::Value& nodes, const ExportCounts& counts) const;
 

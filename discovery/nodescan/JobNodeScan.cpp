@@ -50,6 +50,7 @@ void JobNodeScan::prepare(bool& needed) {
 }
 
 void JobNodeScan::invoke() {
+  const KXPtr<JobNodeScan> kept(this);
   DISCOVERY_TRACE(1, logPrefix_, "Invoking...");
   if (!status_.isIdle()) {
     DISCOVERY_NOTE(REFUSAL, logPrefix_, "Cannot re-invoke in state %s", status_.stateName());
@@ -140,6 +141,7 @@ void JobNodeScan::enterNode(const Property::Value& node) {
 // The running scan is cancelled after the job, so its end finds a job that runs no more: that is logged as a failure to
 // invoke the next scan and changes nothing.
 void JobNodeScan::cancel() {
+  const KXPtr<JobNodeScan> kept(this);
   if (!status_.cancel()) return;
   DISCOVERY_TRACE(1, logPrefix_, "Cancelling...");
   onStatusChanged();

@@ -4,6 +4,7 @@
 #include <ccronexpr.h>
 
 #include <ctime>
+#include <utility>
 
 #include "discovery/common/Log.h"
 #include "discovery/common/Nesting.h"
@@ -81,7 +82,7 @@ bool ScheduledJob::invoke() {
     return false;
   }
   status_.reset();
-  const KXPtr<Job> job = createJob(description_["scanType"].toString());
+  const KXPtr<Job> job = createJob(std::as_const(description_)["scanType"].toString());
   runningJob_ = job;
   if (job == nullptr) {
     DISCOVERY_NOTE(REFUSAL, logPrefix_, "Invalid scan type");

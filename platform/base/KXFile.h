@@ -17,6 +17,8 @@ class KXFile {
 
   const String& path() const { return path_; }
   bool isOpen() const { return descriptor_ >= 0; }
+  // -1 while closed.
+  int descriptor() const { return descriptor_; }
 
   // The flags of open(2), and the permission bits of a file that it creates. An open file is closed first.
   [[nodiscard]] XCode open(int flags, unsigned permissions);

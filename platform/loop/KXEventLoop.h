@@ -74,6 +74,15 @@ class KXEventLoop {
   T* service() const {
     return static_cast<T*>(findService(typeid(T)));
   }
+  // The service of the given kind; where there is none, one that the loop makes, owns and destroys as its last act.
+  template <class T>
+  T& ownService() {
+    if (T* known = service<T>()) return *known;
+    const auto made = std::make_shared<T>();
+    owned_.push_back(made);
+    provide<T>(made.get());
+    return *made;
+  }
 
  private:
   static const void* currentThread();
@@ -83,4 +92,5 @@ class KXEventLoop {
   KXEventLoop* previous_;
   const void* thread_;
   std::vector<std::pair<const std::type_info*, void*>> services_;
+  std::vector<std::shared_ptr<void>> owned_;
 };

@@ -2,8 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """The whole agent from outside, over its links, with fake tools first in PATH: agent_test.py AGENT [unittest options]
 
-Runs inside tests/system/sandbox. The device configuration is a database of the test's own, so which interfaces the
-machine has does not matter.
+Runs inside tests/system/sandbox, with the programs of tests/fakebin/usr-bin in /usr/bin. The device configuration is a
+database of the test's own, so which interfaces the machine has does not matter.
 """
 import json
 import os
@@ -203,7 +203,7 @@ class StdioLink(AgentTest):
         self.assertEqual([answer["kind"] for answer in self.converse([large], "--message-limit", "0")], ["ack"])
 
     def test_unknown_requests_and_services_are_refused(self):
-        answers = self.converse([request("blinkNodes", 1, nodes=[]), request("onboardNodes", 2, nodes=[]),
+        answers = self.converse([request("blinkNode", 1, nodes=[]), request("OnboardNodes", 2, nodes=[]),
                                  '{"kind":"request","service":"x","name":"addNodes","id":3}'])
         self.assertEqual([answer["reason"] for answer in answers], ["Unknown request"] * 2 + ["Unknown service"])
 
@@ -316,6 +316,109 @@ class StdioLink(AgentTest):
         _, _, errors = self.run_agent("run", "--database", self.database, "--verbosity", "2", input=agent_input.encode() + b"\n")
         self.assertNotIn("\x1b", errors)
         self.assertFalse([line for line in errors.splitlines() if line.startswith("2026-01-01 discovery refusal")])
+
+
+class Jobs(AgentTest):
+    """Service scans, status scans and sequences; /usr/bin/servicescan is the one of tests/fakebin/usr-bin."""
+
+    def setUp(self):
+        super().setUp()
+        for left_behind in pathlib.Path("/tmp").glob("servicescan-input-*"):
+            left_behind.unlink()
+        self.agent = self.start("run", "--database", self.database, stderr=subprocess.DEVNULL)
+
+    def ask(self, name, **members):
+        """The answer, and the messages that came before it."""
+        self.agent.stdin.write((request(name, name, **members) + "\n").encode())
+        self.agent.stdin.flush()
+        messages = self.read_until(self.agent, lambda m: m.get("id") == name)
+        return messages[-1], messages[:-1]
+
+    def plan(self, **description):
+        self.ask("updateJobDescriptions", jobDescriptions=[{"schedule": {"firstRun": "now"}, **description}])
+
+    def events_of(self, job):
+        """The events up to the success of a job."""
+        return self.read_until(self.agent, lambda m: m["jobStatus"]["id"] == job and m["jobStatus"]["status"] == "successful")
+
+    def calls(self):
+        return (self.folder / "calls").read_text().splitlines()
+
+    def sync_one_node_up(self):
+        self.ask("syncNodes", nodes=[{"ipAddress": "10.1.0.5", "status": "up", "statusChangeDate": "2026-01-01T00:00:00Z",
+                                      "services": {"http": {"port": 8080}, "snmp": {"port": 161}}}])
+
+    def test_a_sequence_finds_nodes_their_services_and_their_status(self):
+        self.write("answers", "10.1.0.5 http:80\n10.1.0.5 snmp:161\n10.1.0.6 http:8080\n10.1.0.6 http:80\n")
+        self.write("answers.2", "10.1.0.5 snmp:161\n")
+        self.plan(id="all", scanType="sequence", jobs=[
+            {"scanType": "node"}, {"scanType": "unknown"}, {"scanType": "service", "services": {
+                "http": {"ports": [8080, 80]}, "snmp": {"ports": [161]}, "ftp": {"ports": [21]}}},
+            {"scanType": "status", "servicePriorities": ["snmp", "http"]}])
+        events = self.events_of("all")
+        self.assertEqual([event["jobStatus"]["status"] for event in events], ["running", "successful"])
+        self.assertEqual([(node["ipAddress"], node["status"], node["services"]) for node in events[-1]["nodes"]], [
+            ("10.1.0.5", "up", {"snmp": {"port": 161}, "http": {"port": 80}}),
+            ("10.1.0.6", "up", {"http": {"port": 8080}})])
+        self.assertEqual([node["ipAddress"] for node in self.ask("syncNodes", nodes=[])[0]["nodes"]], ["10.1.0.5", "10.1.0.6"])
+        self.assertEqual(self.calls()[2:], ["servicescan -j -t /tmp/servicescan-input-all.0.1"] +
+                         ["servicescan -j -t /tmp/servicescan-input-all.0.2"] * 2)
+        inputs = [(self.folder / f"input.{number}").read_text() for number in (1, 2, 3)]
+        self.assertEqual(inputs, ["10.1.0.5 http:8080 http:80 snmp:161\n10.1.0.6 http:8080 http:80 snmp:161\n",
+                                  "10.1.0.5 snmp:161\n10.1.0.6 http:8080\n", "10.1.0.6 http:8080\n"])
+
+    def test_a_node_that_fails_two_scans_is_reported_down_once(self):
+        self.sync_one_node_up()
+        self.write("answers", "")
+        self.plan(id="st", scanType="status", servicePriorities=["ping", "http", "snmp"])
+        events = self.events_of("st")
+        self.assertEqual([(e["jobStatus"]["status"], e["nodes"][0]["status"]) for e in events], [("successful", "down")])
+        self.assertEqual(self.calls(), ["servicescan -j -t /tmp/servicescan-input-st.0"] * 2)
+        self.assertEqual((self.folder / "input.2").read_text(), "10.1.0.5 http:8080\n")
+        self.assertNotIn("services", events[0]["nodes"][0])
+
+    def test_a_node_that_answers_the_second_scan_is_not_reported_down(self):
+        self.sync_one_node_up()
+        self.write("answers.1", "")
+        self.write("answers.2", "10.1.0.5 http:8080\n")
+        self.plan(id="st", scanType="status", servicePriorities=["http"])
+        self.assertEqual([[node["status"] for node in event["nodes"]] for event in self.events_of("st")], [["up"]])
+
+    def test_what_was_planted_in_place_of_an_input_file_is_left_alone(self):
+        self.ask("addNodes", nodes=[{"ipAddress": "10.1.0.5"}])
+        victim = self.write("victim", "precious")
+        os.symlink(victim, "/tmp/servicescan-input-all.0.0")
+        os.mkfifo("/tmp/servicescan-input-all.0.1")
+        self.write("answers", "10.1.0.5 http:80\n")
+        service = {"scanType": "service", "services": {"http": {"ports": [80]}}}
+        self.plan(id="all", scanType="sequence", jobs=[{**service, "repeat": 3}])
+        self.assertEqual(self.events_of("all")[-1]["nodes"][0]["services"], {"http": {"port": 80}})
+        self.assertEqual(self.calls(), ["servicescan -j -t /tmp/servicescan-input-all.0.2"])
+        self.assertEqual(victim.read_text(), "precious")
+
+    def test_nodes_blink_and_are_onboarded(self):
+        self.write("action", "3")  # a command that fails is not reported
+        answer, _ = self.ask("blinkNodes", nodes=[{"ipAddress": "10.1.0.5", "label": [1]}, {"ipAddress": "a b"}])
+        self.assertEqual((answer["kind"], answer["nodes"]), ("ack", [
+            {"ipAddress": "10.1.0.5", "label": [1], "status": "successful"}, {"ipAddress": "a b", "status": "successful"}]))
+        nodes = [{"ipAddress": "10.1.0.5", "organizationKey": "K", "server": "nms.example"},
+                 {"ipAddress": "10.1.0.6", "organizationKey": "$(reboot); x", "server": 5}]
+        answer, _ = self.ask("onboardNodes", nodes=nodes)
+        self.assertEqual((answer["kind"], answer["nodes"]), ("ack", [{**node, "status": "successful"} for node in nodes]))
+        self.assertEqual((self.folder / "actions").read_text().splitlines(), [
+            "[-d][10.1.0.5][-b]", "[-d][a b][-b]", "[-d][10.1.0.5][-o][K:nms.example]", "[-d][10.1.0.6][-o][$(reboot); x]"])
+
+    def test_bad_node_actions_are_refused_and_nothing_is_run(self):
+        good = {"ipAddress": "10.1.0.5", "organizationKey": "K"}
+        for name, nodes, reason in (("blinkNodes", None, "Expecting nodes array"),
+                                    ("onboardNodes", {}, "Expecting nodes array"),
+                                    ("blinkNodes", [good, {"ipAddress": 5}], "Expecing node IP address"),
+                                    ("onboardNodes", [good, 7], "Expecing node IP address"),
+                                    ("onboardNodes", [good, {"ipAddress": "a"}], "Expecting node organization key")):
+            answer, _ = self.ask(name, nodes=nodes)
+            self.assertEqual((answer["kind"], answer["code"], answer["reason"]), ("nak", 1, reason))
+        self.assertEqual(self.ask("blinkNodes", nodes=[])[0]["nodes"], [])
+        self.assertFalse((self.folder / "actions").exists())
 
 
 class UnixLink(AgentTest):
@@ -439,7 +542,7 @@ class Scan(AgentTest):
         command = f"{AGENT} scan --json --database {self.database} >{self.folder}/out"
         shown = subprocess.run(["script", "-qec", command, "/dev/null"], env=self.environment, stdin=subprocess.DEVNULL,
                                stdout=subprocess.PIPE, timeout=60).stdout.decode()
-        self.assertIn("Scan 1 of 2: ARP on LAN1, 0 s", shown)
+        self.assertIn("Scan 1 of 4: ARP on LAN1, 0 s", shown)
         self.assertEqual(len(json.loads((self.folder / "out").read_text())), 2)
 
 

@@ -4,7 +4,8 @@
 namespace KX::NMS::Discovery {
 namespace {
 
-constexpr const char* HANDLED[] = {"syncNodes", "addNodes", "removeNodes", "updateJobDescriptions"};
+constexpr const char* HANDLED[] = {"syncNodes",  "addNodes",     "removeNodes",
+                                   "blinkNodes", "onboardNodes", "updateJobDescriptions"};
 
 TEST(CClientDiscoveryServiceTest, HasTheNameAndThePrefixOfItsInstance) {
   FakeServer server;
@@ -24,9 +25,9 @@ TEST(CClientDiscoveryServiceTest, RequestsAreHandledWhileItIsStarted) {
 
 TEST(CClientDiscoveryServiceTest, OtherRequestsAreUnknown) {
   FakeServer server;
-  EXPECT_EQ(server.request("blinkNodes", ""), nak("blinkNodes", "Unknown request"));
-  EXPECT_EQ(server.request("onboardNodes", ""), nak("onboardNodes", "Unknown request"));
-  EXPECT_EQ(server.request("syncnodes", ""), nak("syncnodes", "Unknown request"));
+  for (const char* name : {"", "syncnodes", "blinkNode", "BlinkNodes", "onboard", "jobStatus"}) {
+    EXPECT_EQ(server.request(name, ""), nak(name, "Unknown request"));
+  }
 }
 
 TEST(CClientDiscoveryServiceTest, WithoutACallbackForPlansTheyAreRefused) {

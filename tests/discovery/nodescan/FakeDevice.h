@@ -13,10 +13,12 @@
 #include "platform/testing/VirtualEventLoop.h"
 #include "tests/discovery/common/DiscoveryLog.h"
 #include "tests/discovery/common/Json.h"
+#include "tests/discovery/scans/InputFolder.h"
 
 namespace KX::NMS::Discovery {
 
-// A device for node scans: virtual time, scripted commands, and a configuration database that the test fills.
+// A device for scans: virtual time, scripted commands, a folder for input files, and a configuration database that the
+// test fills.
 class FakeDevice final : private DB::Database::Source {
  public:
   FakeDevice() {
@@ -53,6 +55,7 @@ class FakeDevice final : private DB::Database::Source {
 
   Testing::VirtualEventLoop loop;
   Testing::FakeShell shell{loop};
+  InputFolder inputs{loop};
   Repository repository;
   DiscoveryLog log{1};
 

@@ -275,6 +275,22 @@ TEST_F(JobNodeScanTest, CancelledInsideItsFirstStatusUpdateNoScanStarts) {
   EXPECT_EQ(job_->status().state(), State::CANCELLED);
 }
 
+TEST_F(JobNodeScanTest, ItMayBeReleasedInsideAnyOfItsStatusUpdates) {
+  device_.addInterface("LAN1", "eth1", "10.1.0.0/16");
+  answerAll("", R"({"nodes":[]})");
+  for (const char* last : {"running", "successful", "cancelled"}) {
+    prepareJob();
+    job_->statusUpdated.connect([this, last](Property::Value value) {
+      if (std::as_const(value)["status"].toString() == last) job_ = nullptr;
+    });
+    job_->invoke();
+    if (job_ != nullptr && std::string(last) == "cancelled") job_->cancel();
+    device_.loop.advance(60s);
+    EXPECT_EQ(job_, nullptr) << last;
+    EXPECT_TRUE(device_.shell.running().empty()) << last;
+  }
+}
+
 TEST_F(JobNodeScanTest, ManyScansThatCannotStartDoNotGrowTheStack) {
   for (int i = 0; i < 20000; ++i) device_.addInterface("LAN", "eth", "10.1.0.0/16");
   device_.log.setVerbosity(0);

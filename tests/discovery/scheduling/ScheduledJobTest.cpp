@@ -237,6 +237,7 @@ TEST_F(ScheduledJobTest, MissingScanTypeIsRefused) {
   const KXPtr<ScheduledJob> job = make(R"({"id":"a","schedule":"0 0 3 * * *"})");
   EXPECT_FALSE(job->invoke());
   EXPECT_TRUE(device_.log.capture().has(RTD::REFUSAL, "[Scheduled Job a] Invalid scan type"));
+  EXPECT_EQ(job->toPropertyValue().toJson(), R"({"id":"a","schedule":"0 0 3 * * *","status":"idle"})");
 }
 
 TEST_F(ScheduledJobTest, JobWithNothingToDoLeavesTheScheduledJobIdle) {

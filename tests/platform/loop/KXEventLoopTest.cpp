@@ -199,4 +199,19 @@ TYPED_TEST(KXEventLoopTest, ServicesAreFoundByTheirKind) {
   EXPECT_EQ(loop.template service<int>(), nullptr);
 }
 
+TYPED_TEST(KXEventLoopTest, AServiceOfItsOwnIsMadeOnFirstUseAndGoesWithTheLoop) {
+  struct Counter {
+    int count = 0;
+  };
+  auto loop = std::make_unique<TypeParam>();
+  loop->template ownService<Counter>().count = 5;
+  EXPECT_EQ(loop->template ownService<Counter>().count, 5);
+  EXPECT_EQ(loop->template service<Counter>(), &loop->template ownService<Counter>());
+  TypeParam other;
+  EXPECT_EQ(other.template ownService<Counter>().count, 0);
+  Counter provided{7};
+  other.provide(&provided);
+  EXPECT_EQ(other.template ownService<Counter>().count, 7);
+}
+
 }  // namespace
