@@ -5,15 +5,15 @@
 
 namespace {
 
-std::unique_ptr<RTD::LogSink> makeSink(Options::Log log) {
+std::unique_ptr<RTD::LogSink> makeSink(Options::Log log, StatusLine& statusLine) {
   if (log == Options::Log::SYSLOG) return std::make_unique<RTD::SyslogSink>("discovery-agent"_s);
-  return std::make_unique<RTD::StderrSink>();
+  return std::make_unique<SinkAboveStatusLine>(statusLine);
 }
 
 }  // namespace
 
 Device::Device(const Options& options)
-    : sink_(makeSink(options.log)),
+    : sink_(makeSink(options.log, statusLine_)),
       monitor_("discovery"_s, options.verbosity, *sink_),
       runner_(loop_, options.processLimits),
       kernelInterfaces_(loop_, database_) {

@@ -4,14 +4,15 @@
 #include <memory>
 
 #include "agent/Options.h"
+#include "agent/StatusLine.h"
 #include "platform/database/Database.h"
 #include "platform/database/KernelInterfaces.h"
 #include "platform/loop/UvEventLoop.h"
 #include "platform/monitor/Monitor.h"
 #include "platform/process/ProcessRunner.h"
 
-// What the discovery library stands on in this program: the log, the loop, and what hangs on the loop (the runner of
-// commands and the device configuration database). Made first and destroyed last.
+// What the discovery library stands on in this program: the log, the status line beside it, the loop, and what hangs on
+// the loop (the runner of commands and the device configuration database). Made first and destroyed last.
 class Device {
  public:
   explicit Device(const Options& options);
@@ -24,8 +25,10 @@ class Device {
 
   KX::UvEventLoop& loop() { return loop_; }
   RTD::Monitor& monitor() { return monitor_; }
+  StatusLine& statusLine() { return statusLine_; }
 
  private:
+  StatusLine statusLine_;
   std::unique_ptr<RTD::LogSink> sink_;
   RTD::Monitor monitor_;
   KX::UvEventLoop loop_;

@@ -2,19 +2,15 @@
 #include "agent/NodeTable.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
-#include <vector>
 
 #include "platform/net/IpAddress.h"
 #include "platform/text/Printable.h"
 
 using KX::NMS::Discovery::Node;
+using KX::NMS::Discovery::NodeStatus;
+using KX::NMS::Discovery::Service;
 
 namespace {
-
-constexpr std::size_t COLUMNS = 5;
-using Row = std::array<String, COLUMNS>;
 
 std::uint32_t addressOf(const Node& node) {
   IpAddress address;
@@ -23,46 +19,63 @@ std::uint32_t addressOf(const Node& node) {
   return address.getV4AddrAsBinaryUInt32();
 }
 
-std::vector<Row> makeRows(const KX::NMS::Discovery::Repository& repository) {
+std::vector<const Node*> sortedNodes(const KX::NMS::Discovery::Repository& repository) {
   std::vector<const Node*> nodes;
   for (const auto& node : repository.getNodes()) nodes.push_back(node.get());
   std::stable_sort(nodes.begin(), nodes.end(),
                    [](const Node* left, const Node* right) { return addressOf(*left) < addressOf(*right); });
-  std::vector<Row> rows{{"ADDRESS", "MAC", "INTERFACE", "MODEL", "ONBOARDING"}};
-  for (const Node* node : nodes) {
-    // Models come from the network: nothing of them may reach the terminal as a command.
-    rows.push_back({toPrintable(node->ipAddress()), toPrintable(node->physicalAddress()),
-                    toPrintable(node->interface()), toPrintable(node->model()),
-                    node->supportsOnboarding() ? "supported" : ""});
-  }
-  return rows;
+  return nodes;
 }
 
-// The width of each column; 0 where no node has anything to say.
-std::array<std::size_t, COLUMNS> measure(const std::vector<Row>& rows) {
-  std::array<std::size_t, COLUMNS> widths{};
-  for (std::size_t column = 0; column < COLUMNS; ++column) {
-    for (std::size_t row = 1; row < rows.size(); ++row)
-      widths[column] = std::max(widths[column], rows[row][column].length());
-    if (widths[column] != 0) widths[column] = std::max(widths[column], rows[0][column].length());
+// Of a narrow terminal's columns, which device answers and whether it still does stay longest.
+std::vector<Column> makeColumns() {
+  return {{"ADDRESS"},        {"MAC", false, 1},     {"INTERFACE", false, 6}, {"VENDOR", true, 5},
+          {"MODEL", true, 4}, {"SERVICES", true, 3}, {"STATUS", false, 2},    {"ONBOARDING", false, 7}};
+}
+
+// As they are written for --service, but without a port that is none.
+String describeServices(const Node& node) {
+  std::vector<const Service*> services;
+  for (const auto& entry : node.services()) services.push_back(&entry.value);
+  std::sort(services.begin(), services.end(),
+            [](const Service* left, const Service* right) { return left->name.view() < right->name.view(); });
+  String text;
+  for (const Service* service : services) {
+    text.concatf("%s%s", text.isEmpty() ? "" : " ", service->name.c_str());
+    if (service->port != 0) text.concatf(":%u", static_cast<unsigned>(service->port));
   }
-  return widths;
+  return text;
+}
+
+Cell describeStatus(const Node& node) {
+  switch (node.status()) {
+    case NodeStatus::UP:
+      return {"up"_s, Colour::GREEN};
+    case NodeStatus::DOWN:
+      return {"down"_s, Colour::RED};
+    default:
+      return {};
+  }
+}
+
+std::vector<Cell> makeRow(const Node& node, const Vendors& vendors) {
+  return {{toPrintable(node.ipAddress())},
+          {toPrintable(node.physicalAddress())},
+          {toPrintable(node.interface())},
+          {toPrintable(vendors.vendorOf(node.physicalAddress()))},
+          {toPrintable(node.model())},
+          {toPrintable(describeServices(node))},
+          describeStatus(node),
+          {node.supportsOnboarding() ? "supported"_s : String()}};
 }
 
 }  // namespace
 
-void printNodeTable(const KX::NMS::Discovery::Repository& repository) {
-  const std::vector<Row> rows = makeRows(repository);
-  const auto widths = measure(rows);
-  for (const Row& row : rows) {
-    String line;
-    for (std::size_t column = 0; column < COLUMNS; ++column) {
-      if (widths[column] == 0) continue;
-      line.concatf("%s%-*s", line.isEmpty() ? "" : "  ", static_cast<int>(widths[column]), row[column].c_str());
-    }
-    const std::size_t end = line.view().find_last_not_of(' ') + 1;
-    if (end != 0) std::printf("%.*s\n", static_cast<int>(end), line.c_str());
-  }
-  const std::size_t count = repository.getNodes().size();
-  std::printf("%zu %s\n", count, count == 1 ? "node" : "nodes");
+std::vector<String> layOutNodes(const KX::NMS::Discovery::Repository& repository, const Vendors& vendors,
+                                const TableStyle& style) {
+  std::vector<std::vector<Cell>> rows;
+  for (const Node* node : sortedNodes(repository)) rows.push_back(makeRow(*node, vendors));
+  std::vector<String> lines = layOutTable(makeColumns(), rows, style);
+  lines.push_back(String::format("%zu %s", rows.size(), rows.size() == 1 ? "node" : "nodes"));
+  return lines;
 }

@@ -22,6 +22,7 @@ enum Option : int {
   VERBOSITY,
   JSON,
   INTERFACE,
+  SERVICE,
   VERSION,
   HELP,
 };
@@ -32,7 +33,7 @@ struct OptionUse {
   bool ofScan;
 };
 
-constexpr std::array<OptionUse, 13> OPTIONS = {{
+constexpr std::array<OptionUse, 14> OPTIONS = {{
     {{"link", required_argument, nullptr, LINK}, true, false},
     {{"database", required_argument, nullptr, DATABASE}, true, true},
     {{"clear-before-update", no_argument, nullptr, CLEAR_BEFORE_UPDATE}, true, false},
@@ -44,6 +45,7 @@ constexpr std::array<OptionUse, 13> OPTIONS = {{
     {{"verbosity", required_argument, nullptr, VERBOSITY}, true, true},
     {{"json", no_argument, nullptr, JSON}, false, true},
     {{"interface", required_argument, nullptr, INTERFACE}, false, true},
+    {{"service", required_argument, nullptr, SERVICE}, false, true},
     {{"version", no_argument, nullptr, VERSION}, true, true},
     {{"help", no_argument, nullptr, HELP}, true, true},
 }};
@@ -88,6 +90,10 @@ XCode addInterface(const char* value, Options& options) {
   return XCode();
 }
 
+XCode addService(const char* value, Options& options) {
+  return addServicePort(value, options.services) ? XCode() : unusable("service", value);
+}
+
 XCode apply(int name, const char* value, Options& options) {
   switch (name) {
     case LINK:
@@ -116,6 +122,8 @@ XCode apply(int name, const char* value, Options& options) {
       break;
     case INTERFACE:
       return addInterface(value, options);
+    case SERVICE:
+      return addService(value, options);
     case VERSION:
       options.command = Options::Command::VERSION;
       break;
@@ -176,9 +184,11 @@ const char* usage() {
          "  --clear-before-update    drop everything of the old plan when a new one comes\n"
          "  --message-limit BYTES    longest message taken (default 16777216, 0: any)\n"
          "\n"
-         "scan: find the nodes once and print them\n"
+         "scan: find the nodes, their services and their status once, and print them\n"
          "  --json                   print a JSON array instead of a table\n"
          "  --interface REGEX        scan the interfaces whose names match, private or not; may be repeated\n"
+         "  --service NAME:PORT      look for this service only: sip, http, https, snmp or ping (any port); may be\n"
+         "                           repeated (default sip:5060, http:80, https:443, snmp:161, ping:0)\n"
          "\n"
          "both:\n"
          "  --database FILE          device configuration database (default: the kernel's interfaces)\n"

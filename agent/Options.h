@@ -3,6 +3,7 @@
 
 #include <cstddef>
 
+#include "agent/ServicePort.h"
 #include "platform/base/KXVector.h"
 #include "platform/base/String.h"
 #include "platform/base/XCode.h"
@@ -26,7 +27,8 @@ struct Options {
   KX::Shell::ProcessLimits processLimits;
   std::size_t messageLimit = KX::NMS::SessionOptions::DEFAULT_MESSAGE_LIMIT;
   bool json = false;
-  KXVector<String> interfaces;  // regular expressions; empty: the default rule
+  KXVector<String> interfaces;     // regular expressions; empty: the default rule
+  KXVector<ServicePort> services;  // no two alike; empty: all known ones at their usual ports
 };
 
 // Reads the command line. An error's text is the one line to show; options then hold no meaning.

@@ -1,18 +1,19 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "agent/StatusLine.h"
 #include "discovery/scheduling/Job.h"
 #include "platform/loop/KXEventTimeout.h"
 
-// Shows on a terminal which scan of a job runs and for how long: one line on stderr, written over every second. Where
-// stderr is no terminal it writes nothing and wakes nobody.
+// Shows on the status line which scan of a job runs and for how long, anew every second. Where the line is not visible
+// it wakes nobody.
 class Progress {
  public:
-  explicit Progress(KXEventLoop& loop);
+  Progress(KXEventLoop& loop, const KX::NMS::Discovery::Repository& repository, StatusLine& statusLine);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  // The job must outlive finish.
+  // The job, which works on the repository, must outlive finish.
   void follow(const KX::NMS::Discovery::Job& job);
   // Takes the line away.
   void finish();
@@ -20,7 +21,8 @@ class Progress {
  private:
   void show();
 
-  const bool isTerminal_;
+  const KX::NMS::Discovery::Repository& repository_;
+  StatusLine& statusLine_;
   const KX::NMS::Discovery::Job* job_ = nullptr;
   KX::Clock started_;
   std::size_t current_ = 0;

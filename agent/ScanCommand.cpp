@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/ScanCommand.h"
 
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdio>
 
@@ -8,9 +10,12 @@
 #include "agent/Device.h"
 #include "agent/NodeTable.h"
 #include "agent/Progress.h"
-#include "discovery/scheduling/Job.h"
+#include "agent/ScanOutcome.h"
+#include "agent/ScanPlan.h"
+#include "discovery/scans/InputFiles.h"
 
 using KX::NMS::Discovery::createJobOfType;
+using KX::NMS::Discovery::InputFiles;
 using KX::NMS::Discovery::Job;
 using KX::NMS::Discovery::Node;
 using KX::NMS::Discovery::Repository;
@@ -18,39 +23,32 @@ using KX::Property::Value;
 
 namespace {
 
-Value describeScan(const Options& options) {
-  Value description = Value::object(3);
-  description["id"_s] = "scan"_s;
-  description["scanType"_s] = "node"_s;
-  if (options.interfaces.isEmpty()) return description;
-  Value rules = Value::array(options.interfaces.size());
-  for (const String& expression : options.interfaces) {
-    Value rule = Value::object(2);
-    rule["regex"_s] = expression;
-    rule["privateNetworksOnly"_s] = false;
-    rules.add(rule);
-  }
-  description["interfaces"_s] = rules;
-  return description;
+// Asked before anything runs, so that only this is said when there is nothing to do.
+bool selectsInterface(KXEventLoop& loop, Repository& repository, const Value& nodeScan) {
+  bool selected = false;
+  createJobOfType("node"_s, loop, repository, "scan"_s, 0, nodeScan)->prepare(selected);
+  return selected;
 }
 
-bool hasSuccessfulScan(const Value& job) {
-  for (const Value& scan : job["scans"].elements()) {
-    if (scan["status"].toString() == "successful") return true;
-  }
-  return false;
-}
-
-// Why there is nothing to print: the reasons that the scans give for themselves.
-String describeFailure(const Value& job) {
-  String text("no scan succeeded"_s);
-  const char* separator = ": ";
-  for (const Value& scan : job["scans"].elements()) {
-    text.concatf("%s%s scan on %s: %s", separator, scan["type"].toString().c_str(), scan["name"].toString().c_str(),
-                 scan["reason"].toString().c_str());
-    separator = "; ";
-  }
-  return text;
+// Runs the job to its end. False when a signal cut it short.
+bool runToEnd(Device& device, const Repository& repository, Job& job) {
+  KX::UvEventLoop& loop = device.loop();
+  bool interrupted = false;
+  const auto interrupt = [&] {
+    interrupted = true;
+    job.cancel();
+  };
+  const auto onInterrupt = loop.createSignalEvent(SIGINT, interrupt);
+  const auto onTerminate = loop.createSignalEvent(SIGTERM, interrupt);
+  job.statusUpdated.connect([&](Value) {
+    if (job.status().isFinished()) loop.stop();
+  });
+  Progress progress(loop, repository, device.statusLine());
+  progress.follow(job);
+  job.invoke();
+  if (!job.status().isFinished()) loop.run();
+  progress.finish();
+  return !interrupted;
 }
 
 void printJson(const Repository& repository) {
@@ -59,40 +57,42 @@ void printJson(const Repository& repository) {
   std::printf("%s\n", nodes.toJson().c_str());
 }
 
+void printTable(const Repository& repository) {
+  KXVector<String> physicalAddresses;
+  for (const auto& node : repository.getNodes()) physicalAddresses.add(node->physicalAddress());
+  const Vendors vendors(IEEE_DATA_FOLDER, physicalAddresses);
+  const Terminal terminal(STDOUT_FILENO);
+  const TableStyle style{terminal.width(), terminal.takesColour()};
+  for (const String& line : layOutNodes(repository, vendors, style)) std::printf("%s\n", line.c_str());
+}
+
 }  // namespace
 
 int scanCommand(const Options& options) {
   Device device(options);
   const XCode result = device.start(options);
   if (result.isErr()) return complain(result.toString(), 1);
-  KX::UvEventLoop& loop = device.loop();
   Repository repository;
-  const KXPtr<Job> job = createJobOfType("node"_s, loop, repository, "scan"_s, 0, describeScan(options));
+  const Value description = describeScan(options);
+  if (!selectsInterface(device.loop(), repository, description["jobs"][0])) {
+    return complain("no interface was selected"_s, 1);
+  }
+  // Input files carry the number: two scans by hand at once must not share one.
+  const KXPtr<Job> job =
+      createJobOfType("sequence"_s, device.loop(), repository, "scan"_s, static_cast<unsigned>(getpid()), description);
   bool needed = false;
   job->prepare(needed);
-  if (!needed) return complain("no interface was selected"_s, 1);
-  Progress progress(loop);
-  bool interrupted = false;
-  const auto interrupt = [&] {
-    interrupted = true;
-    job->cancel();
-  };
-  const auto onInterrupt = loop.createSignalEvent(SIGINT, interrupt);
-  const auto onTerminate = loop.createSignalEvent(SIGTERM, interrupt);
-  job->statusUpdated.connect([&](Value) {
-    if (job->status().isFinished()) loop.stop();
-  });
-  progress.follow(*job);
-  job->invoke();
-  loop.run();
-  progress.finish();
-  const Value value = job->toPropertyValue();
-  if (interrupted) return complain("interrupted"_s, 1);
-  if (!hasSuccessfulScan(value)) return complain(describeFailure(value), 1);
+  const bool complete = needed && runToEnd(device, repository, *job);
+  // They stay for whoever wants to see what a planned job asked for; a scan by hand has shown its result.
+  device.loop().ownService<InputFiles>().clear();
+  if (!complete) return complain("interrupted"_s, 1);
+  const ScanOutcome outcome = judgeScan(job->toPropertyValue(), repository);
+  if (!outcome.failure.isEmpty()) return complain(outcome.failure, 1);
+  if (!outcome.warning.isEmpty()) warn(outcome.warning);
   if (options.json) {
     printJson(repository);
   } else {
-    printNodeTable(repository);
+    printTable(repository);
   }
   return 0;
 }

@@ -64,6 +64,15 @@ TEST(OptionsTest, ScanTakesSeveralInterfaces) {
   EXPECT_EQ(options.interfaces[1], "b");
 }
 
+TEST(OptionsTest, ScanTakesSeveralServicesEachOnce) {
+  Options options;
+  ASSERT_TRUE(
+      parse({"scan", "--service", "http:8080", "--service=ping:0", "--service", "http:8080"}, options).isSuccess());
+  ASSERT_EQ(options.services.size(), 2U);
+  EXPECT_STREQ(options.services[0].name, "http");
+  EXPECT_EQ(options.services[0].port, 8080U);
+}
+
 TEST(OptionsTest, HelpAndVersionNeedNoCommand) {
   Options options;
   ASSERT_TRUE(parse({"--help"}, options).isSuccess());
@@ -86,6 +95,10 @@ TEST(OptionsTest, ErrorsNameTheWordThatCannotBeUsed) {
   EXPECT_EQ(errorOf({"run", "--command-limit", "4294967296"}), "unusable value for --command-limit: 4294967296");
   EXPECT_EQ(errorOf({"run", "--output-limit", " 1"}), "unusable value for --output-limit:  1");
   EXPECT_EQ(errorOf({"scan", "--interface", "("}), "unusable value for --interface: (");
+  EXPECT_EQ(errorOf({"scan", "--service", "ftp:21"}), "unusable value for --service: ftp:21");
+  EXPECT_EQ(errorOf({"scan", "--service", "http:65536"}), "unusable value for --service: http:65536");
+  EXPECT_EQ(errorOf({"scan", "--service"}), "--service needs a value");
+  EXPECT_EQ(errorOf({"run", "--service", "http:80"}), "unknown option: --service");
 }
 
 }  // namespace

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include "agent/Terminal.h"
+#include "platform/base/String.h"
+#include "platform/monitor/LogSink.h"
+
+// The last line of stderr, where that is a terminal: a text that is overwritten by the next one. Whoever else writes to
+// stderr withdraws it first.
+class StatusLine {
+ public:
+  StatusLine();
+  StatusLine(const StatusLine&) = delete;
+  StatusLine& operator=(const StatusLine&) = delete;
+
+  bool isVisible() const { return isVisible_; }
+  // Cut to the terminal's width. Control characters are escaped.
+  void show(const String& text);
+  void withdraw();
+
+ private:
+  const Terminal terminal_;
+  const bool isVisible_;
+  bool shown_ = false;
+};
+
+// Log lines on stderr, above the status line.
+class SinkAboveStatusLine final : public RTD::LogSink {
+ public:
+  explicit SinkAboveStatusLine(StatusLine& statusLine) : statusLine_(statusLine) {}
+  void write(const RTD::LogLine& line) override;
+
+ private:
+  StatusLine& statusLine_;
+  RTD::StderrSink sink_;
+};

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "agent/Terminal.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <charconv>
+#include <cstdlib>
+#include <string_view>
+
+namespace {
+
+std::string_view environment(const char* name) {
+  const char* const value = std::getenv(name);
+  return value == nullptr ? std::string_view() : value;
+}
+
+}  // namespace
+
+bool Terminal::isTerminal() const { return isatty(descriptor_) == 1; }
+
+std::size_t Terminal::width() const {
+  if (!isTerminal()) return 0;
+  struct winsize size {};
+  if (ioctl(descriptor_, TIOCGWINSZ, &size) == 0 && size.ws_col != 0) return size.ws_col;
+  const std::string_view text = environment("COLUMNS");
+  unsigned short columns = 0;
+  const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), columns);
+  return error == std::errc() && stop == text.data() + text.size() ? columns : 0;
+}
+
+bool Terminal::obeysEscapes() const { return isTerminal() && environment("TERM") != "dumb"; }
+
+bool Terminal::takesColour() const { return obeysEscapes() && environment("NO_COLOR").empty(); }
