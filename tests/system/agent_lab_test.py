@@ -1,79 +1,190 @@
-#!/usr/bin/python3
+#!/usr/bin/python3 -B
 # SPDX-License-Identifier: Apache-2.0
-"""The agent in the lab, with the real arp-scan: lab/lan run agent_lab_test.py AGENT scan|plan|interfaces
+"""The agent in the lab, with the real arp-scan and servicescan: lab/lan run lab/overlay TOOLS agent_lab_test.py AGENT CASE
 
-Finds exactly the hosts that answer, with their MAC addresses, on the interfaces that they live on. In the lab $LAB_HOSTS
-names the table of hosts: interface, address, MAC address, live or silent.
+The lab's table of hosts says what there is to find, and a case is passed by exactly that.
 """
 import json
 import os
+import pathlib
+import signal
+import socket
 import subprocess
 import sys
 import tempfile
 
-AGENT, MODE = sys.argv[1:]
+from lab import Agent, by_address, check, hosts, live_hosts, wait_for
+
+AGENT, CASE = sys.argv[1:]
+NOW = {"firstRun": "now"}
+ALWAYS = {"cron": "* * * * * *"}  # due whenever the scheduler looks, which is every 15 seconds
+SERVICES = {"sip": [5060], "http": [80, 8080], "https": [443], "snmp": [161], "ping": [0]}
+NODE_JOB = {"scanType": "node"}
+SERVICE_JOB = {"scanType": "service", "services": {name: {"ports": ports} for name, ports in SERVICES.items()}}
+STATUS_JOB = {"scanType": "status", "servicePriorities": ["ping", "snmp", "http", "https", "sip"]}
 
 
-def expected():
-    with open(os.environ["LAB_HOSTS"]) as table:
-        hosts = [line.rstrip("\n").split("\t") for line in table]
-    return sorted([i, ip, mac.upper()] for i, ip, mac, kind in hosts if kind == "live")
+def event(job, status, *nodes):
+    """An event as it is expected; one without nodes has no such member."""
+    return {"jobStatus": {**job, "status": status}, **({"nodes": by_address(nodes)} if nodes else {})}
 
 
-def found(nodes):
-    return sorted([node["interface"], node["ipAddress"], node["physicalAddress"]] for node in nodes)
+def check_events(wanted, agent):
+    got = agent.events()
+    for number, (one, other) in enumerate(zip(wanted, got), 1):
+        check(f"event {number} is the one expected", one, other, agent.log)
+    check("no further event is sent", len(wanted), len(got), agent.log)
 
 
-def check(description, wanted, got):
-    if wanted != got:
-        sys.exit(f"FAILED: {description}\nexpected {wanted}\nfound    {got}")
-    print(f"ok: {description}")
+def plan_file(*jobs):
+    path = pathlib.Path(tempfile.mkdtemp()) / "plan.json"
+    path.write_text(json.dumps(jobs))
+    return path
 
 
 def scan():
+    """One scan by hand, which asks for services at their usual ports only."""
     result = subprocess.run([AGENT, "scan", "--json"], stdout=subprocess.PIPE, check=True)
-    check("one scan finds exactly the live hosts", expected(), found(json.loads(result.stdout)))
+    nodes = json.loads(result.stdout)
+    for node in nodes:
+        node.pop("statusChangeDate")
+
+    def usual(host):
+        services = {name: port for name, port in host.services.items() if port["port"] == SERVICES[name][0]}
+        return {**host.tested("up"), "services": services} if services else host.found()
+
+    check("it finds exactly the live hosts and their services", by_address(usual(host) for host in live_hosts()),
+          by_address(nodes))
 
 
-def plan():
-    with tempfile.NamedTemporaryFile("w", suffix=".json") as file:
-        json.dump([{"id": "p", "scanType": "node", "schedule": {"firstRun": "now"}}], file)
-        file.flush()
-        agent = subprocess.Popen([AGENT, "run", "--plan", file.name], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
-        events = []
-        for line in agent.stdout:
-            events.append(json.loads(line))
-            if events[-1]["jobStatus"]["status"] != "running":
-                break
-        agent.stdin.close()
-        check("the agent ends with its input", 0, agent.wait(timeout=30))
-    check("the job runs and succeeds", ["running", "successful"], [event["jobStatus"]["status"] for event in events])
-    check("its last event carries exactly the live hosts", expected(), found(events[-1]["nodes"]))
+def sequence():
+    """Nodes, their services, their status: a plan of one sequence, and what the changes of a run leave for later events."""
+    job = {"id": "s", "scanType": "sequence", "schedule": NOW, "jobs": [NODE_JOB, SERVICE_JOB, STATUS_JOB]}
+    later = {"id": "t", "schedule": ALWAYS, **STATUS_JOB}
+    agent = Agent(AGENT, "--plan", plan_file(job, later))
+    for run in range(3):
+        agent.until_logged(f"[Job t.{run}] Job succeeded")
+    agent.end()
+
+    offering = [host for host in live_hosts() if host.services]
+    with_services = [{**host.tested("up"), "services": host.services} for host in offering]
+    check_events([event(job, "running"),
+                  event(job, "successful", *with_services, *(host.found() for host in live_hosts() if not host.services)),
+                  # A new node is sent for each of three reasons: that it is new, its services, its status.
+                  event(later, "successful", *with_services),
+                  event(later, "successful", *(host.tested("up") for host in offering))], agent)
+
+
+def killed():
+    """An arp-scan that somebody kills costs its LAN, and nothing else."""
+    job = {"id": "k", "schedule": NOW, **NODE_JOB}
+    agent = Agent(AGENT, "--plan", plan_file(job))
+    agent.until_logged("Invoking scan 1:")
+    sent = pathlib.Path("/sys/class/net/lan0/statistics/tx_packets")
+    wait_for(lambda: int(sent.read_text()) > 100)
+    [pid] = agent.children()
+    check("it is at arp-scan on the first LAN", ["arp-scan", "--interface=lan0"],
+          pathlib.Path(f"/proc/{pid}/cmdline").read_text().split("\0")[:2])
+    os.kill(pid, signal.SIGKILL)
+    agent.until_logged("Network scan failed: Killed by signal 9")
+    agent.until_status("successful")
+    agent.end()
+    check_events([event(job, "running"),
+                  event(job, "successful", *(host.found() for host in live_hosts() if host.interface == "lan1"))], agent)
+
+
+def status():
+    """Hosts go down and come up again: each change is sent once, and nothing when nothing changed."""
+    known = hosts()
+    gone, flaky, silent = known["192.168.77.253"], known["192.168.77.31"], known["10.77.1.201"]
+    followed = [host for host in known.values() if host.services] + [silent]
+    job = {"id": "s", "schedule": ALWAYS, **STATUS_JOB}
+    agent = Agent(AGENT)
+    agent.request("syncNodes", nodes=[
+        {**host.tested(), "services": host.services or {"ping": {"port": 0}}} for host in followed])
+    agent.request("updateJobDescriptions", jobDescriptions=[job])
+
+    def runs(number):
+        agent.until_logged(f"[Job s.{number}] Job succeeded")
+
+    runs(0)
+    runs(1)
+    gone.take_down()
+    flaky.be_deaf()
+    agent.until_logged("[Job s.2] Invoking second scan:")
+    flaky.hear_again()
+    runs(2)
+    runs(3)
+    gone.bring_up()
+    runs(4)
+    agent.end()
+    check_events([event(job, "successful", silent.tested("down"), *(host.tested("up") for host in followed if host != silent)),
+                  event(job, "successful", gone.tested("down"), flaky.tested("up")),
+                  event(job, "successful", gone.tested("up"))], agent)
+    check("whoever turns down is asked twice, and nobody else",
+          {"s.0": [silent], "s.2": [flaky, gone]}, asked_again(agent, followed))
+
+
+def asked_again(agent, followed):
+    """The hosts in the second scan of each job, by the job's id."""
+    result = {}
+    for line in agent.log:
+        job, _, text = line.partition("[Job ")[2].partition("] ")
+        if text == "Invoking second scan:":
+            result[job] = []
+        elif job in result and " (service " in text:
+            result[job] += [host for host in followed if text.split()[0] == host.address]
+    return result
+
+
+def actions():
+    """Requests that act on nodes run the device's program, here one that notes how it was called."""
+    folder = pathlib.Path(tempfile.mkdtemp())
+    program = folder / "discovery-client"
+    program.write_text(f'#!/bin/sh\nprintf "%s|" "$@" >>{folder}/calls\necho >>{folder}/calls\n')
+    program.chmod(0o755)
+    agent = Agent(AGENT, "--link", f"unix:{folder}/link", PATH=f"{folder}:{os.environ['PATH']}")
+    wait_for((folder / "link").exists)
+    with socket.socket(socket.AF_UNIX) as server:
+        server.connect(f"{folder}/link")
+        answers = server.makefile("r")
+
+        def ask(name, nodes):
+            server.sendall((json.dumps({"kind": "request", "service": "discovery", "name": name, "id": 1, "nodes": nodes}) + "\n").encode())
+            return json.loads(answers.readline())
+
+        blinking = [{"ipAddress": host.address, "label": host.mac} for host in live_hosts()[:2]]
+        joining = [{"ipAddress": "10.77.1.2", "organizationKey": "K 1"},
+                   {"ipAddress": "10.77.1.5", "organizationKey": "K", "server": "nms.example"}]
+        for name, nodes in (("blinkNodes", blinking), ("onboardNodes", joining)):
+            check(f"{name} answers for every node", {
+                "kind": "ack", "service": "discovery", "name": name, "id": 1,
+                "nodes": [{**node, "status": "successful"} for node in nodes]}, ask(name, nodes))
+    agent.process.terminate()
+    agent.end()
+    check("the program was called for every node", [
+        "-d|10.77.1.2|-b|", "-d|10.77.1.5|-b|", "-d|10.77.1.2|-o|K 1|", "-d|10.77.1.5|-o|K:nms.example|"],
+        (folder / "calls").read_text().splitlines())
 
 
 def interfaces():
     """Interfaces that change while the agent runs are seen by the next scan, without arp-scan's 24 seconds."""
-    agent = subprocess.Popen([AGENT, "run", "--verbosity", "1"], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                             stderr=subprocess.PIPE, env=dict(os.environ, PATH="/usr/sbin-without-arp-scan"))
+    agent = Agent(AGENT, PATH="/usr/sbin-without-arp-scan")
     subprocess.run(["ip", "link", "set", "lan0", "down"], check=True)
     subprocess.run(["ip", "address", "flush", "dev", "lan1"], check=True)
-    request = {"kind": "request", "service": "discovery", "name": "updateJobDescriptions", "id": 1, "jobDescriptions": [
-        {"id": "p", "scanType": "node", "schedule": {"firstRun": "now"}}]}
-    agent.stdin.write((json.dumps(request) + "\n").encode())
-    agent.stdin.flush()
+    agent.request("updateJobDescriptions", jobDescriptions=[{"id": "p", "schedule": NOW, **NODE_JOB}])
+    agent.until_logged("No need to invoke")
+    agent.end()
     decisions = {}
-    for line in agent.stderr:
-        text = line.decode().rstrip("\n").partition("[Job p.0] ")[2]
+    for line in agent.log:
+        text = line.partition("[Job p.0] ")[2]
         if text.startswith("  - IP Interface "):
             name = text[len("  - IP Interface "):-1]
         elif "is interface" in text or " IP interface" in text:
             decisions[name] = text.strip()
-        if "No need to invoke" in line.decode():
-            break
-    agent.stdin.close()
-    agent.wait(timeout=30)
     check("no interface is left to scan", {name: "X Skip this IP interface" for name in ("lan0", "lan1", "lan2", "wan0")},
           decisions)
 
 
-{"scan": scan, "plan": plan, "interfaces": interfaces}[MODE]()
+CASES = {"scan": scan, "sequence": sequence, "status": status, "killed": killed, "interfaces": interfaces, "actions": actions}
+CASES[CASE]()
