@@ -14,8 +14,8 @@ constexpr std::size_t BATCH = 32;
 constexpr int BATCHES_A_TURN = 8;
 // A burst of answers waits here while other probers are at work.
 constexpr int RECEIVE_BUFFER_BYTES = 1 << 20;
-// A send reports what befell an earlier packet, too, and has then sent nothing.
-constexpr int ATTEMPTS = 3;
+// A send reports what befell earlier packets, too, and has then sent nothing.
+constexpr int ATTEMPTS = 8;
 
 sockaddr_in socketAddress(std::uint32_t address, std::uint16_t port) {
   sockaddr_in result{};

@@ -76,17 +76,23 @@ XCode apply(int name, const char* value, Options& options) {
   return XCode();
 }
 
+// A letter may stand among others in one word, which is then not yet the last one.
+String describeUnknown(const char* lastWord) {
+  const bool isLetter = optopt > 0 && optopt < TIMEOUT && optopt != 'j';  // j: --json with a value
+  return isLetter ? String::format("-%c", optopt) : String(lastWord);
+}
+
 }  // namespace
 
 XCode parseOptions(int argc, char* const argv[], Options& options) {
   opterr = 0;
-  optind = 1;
+  optind = 0;  // begins anew, also where an error has ended the last reading inside a word
   while (options.command == Options::Command::SCAN) {
     const int name = getopt_long(argc, argv, ":jt:", OPTIONS, nullptr);
     if (name == -1) break;
     const char* const word = argv[optind - 1];
     if (name == ':') return XCode::error(String::format("%s needs a value", word));
-    if (name == '?') return XCode::error(String::format("unknown option: %s", word));
+    if (name == '?') return XCode::error(String::format("unknown option: %s", describeUnknown(word).c_str()));
     XCode result = apply(name, optarg, options);
     if (result.isErr()) return result;
   }

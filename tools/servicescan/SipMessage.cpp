@@ -17,6 +17,9 @@ namespace {
 // Told from those of other programs by the cookie, from those of other probes by the number.
 constexpr char CALL_ID_FORMAT[] = "%016" PRIx64 "-%08" PRIx32;
 constexpr std::size_t COOKIE_DIGITS = 16;
+// The library takes any number.
+constexpr int MIN_STATUS = 100;
+constexpr int MAX_STATUS = 699;
 
 template <class T>
 bool readHex(std::string_view text, T& number) {
@@ -43,10 +46,16 @@ struct Freed {
 };
 using Message = std::unique_ptr<osip_message_t, Freed>;
 
+// Without a place for it, the library says on stdout what is wrong with a message.
+int startLibrary() {
+  osip_trace_initialize_func(TRACE_LEVEL0, [](const char*, int, osip_trace_level_t, const char*, va_list) {});
+  return parser_init();
+}
+
 Message newMessage() {
-  static const int isReady = parser_init();
+  static const int STATUS = startLibrary();
   osip_message_t* message = nullptr;
-  return Message(isReady == 0 && osip_message_init(&message) == 0 ? message : nullptr);
+  return Message(STATUS == 0 && osip_message_init(&message) == 0 ? message : nullptr);
 }
 
 String readModel(osip_message_t* message) {
@@ -87,6 +96,7 @@ bool readSipResponse(std::string_view text, SipResponse& response) {
   if (message == nullptr || osip_message_parse(message.get(), text.data(), text.size()) != 0) return false;
   if (!MSG_IS_RESPONSE(message.get()) || message->call_id == nullptr || message->call_id->number == nullptr)
     return false;
+  if (message->status_code < MIN_STATUS || message->status_code > MAX_STATUS) return false;
   if (!readCallId(message->call_id->number, response)) return false;
   response.status = static_cast<unsigned>(message->status_code);
   response.model = readModel(message.get());

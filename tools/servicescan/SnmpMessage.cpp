@@ -25,6 +25,12 @@ struct Freed {
 };
 using Pdu = std::unique_ptr<netsnmp_pdu, Freed>;
 
+// Without a log of its own, the library says on stderr what is wrong with a message.
+void silenceLibrary() {
+  static const netsnmp_log_handler* const SILENCE = netsnmp_register_loghandler(NETSNMP_LOGHANDLER_NONE, LOG_DEBUG);
+  static_cast<void>(SILENCE);
+}
+
 bool isAbout(const netsnmp_variable_list& variable, const std::array<oid, 9>& object) {
   return snmp_oid_compare(variable.name, variable.name_length, object.data(), object.size()) == 0;
 }
@@ -48,7 +54,7 @@ void readVariable(const netsnmp_variable_list& variable, SnmpResponse& response)
 }  // namespace
 
 std::size_t writeSnmpGet(const String& community, std::uint32_t requestId, std::span<char> message) {
-  snmp_disable_log();
+  silenceLibrary();
   // From the beginning of the buffer to its end: the other way, the library makes the buffer larger by itself.
   netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_REVERSE_ENCODE, 0);
   netsnmp_session session{};
@@ -69,6 +75,7 @@ std::size_t writeSnmpGet(const String& community, std::uint32_t requestId, std::
 }
 
 bool readSnmpResponse(std::string_view message, SnmpResponse& response) {
+  silenceLibrary();
   // The parser takes a buffer that may be changed, and leaves it as it is.
   auto* data = reinterpret_cast<u_char*>(const_cast<char*>(message.data()));
   std::size_t length = message.size();

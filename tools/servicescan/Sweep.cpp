@@ -10,8 +10,11 @@ constexpr unsigned PRIORITY = 1;
 constexpr std::uint64_t TICK_MS = 10;
 // Neighbours are given back so many at a time, which keeps the cost of looking through the kernel's table small.
 constexpr std::size_t NEIGHBOURS_AT_ONCE = 64;
-// The kernel takes unused neighbours out of a full table by itself when they are older than five seconds.
-constexpr std::int64_t NEIGHBOUR_AGE_MS = 6000;
+// The last packets of a connection that was closed would put a neighbour back that goes at once.
+constexpr std::int64_t LINGER_MS = 50;
+// The kernel takes neighbours out of a full table by itself five seconds after it has ceased to trust them, which is up
+// to 45 seconds after their last word.
+constexpr std::int64_t NEIGHBOUR_AGE_MS = 52'000;
 
 }  // namespace
 
@@ -23,29 +26,28 @@ Sweep::Sweep(KXEventLoop& loop, Milliseconds clock, const SweepOptions& options,
       neighbours_(neighbours),
       targets_(targets),
       budget_(options.packetsPerSecond) {
-  probesLeft_.resize(targets_.hosts.size());
+  hosts_.resize(targets_.hosts.size());
   for (ProbeIndex index = 0; index < targets_.probes.size(); ++index) {
     const Probe& probe = targets_.probes[index];
     if (probe.state == Probe::State::ENDED) {
       ++ended_;
     } else {
       lanes_[static_cast<std::size_t>(probe.service)].probes.push_back(index);
-      ++probesLeft_[probe.host];
+      if (hosts_[probe.host].probesLeft++ == 0) hosts_[probe.host].number = hostsAsked_++;
     }
   }
-  for (const std::uint32_t left : probesLeft_) hostsReleased_ += left == 0 ? 1 : 0;
   makeRoomForNeighbours();
 }
 
 // What an earlier scan of these hosts has left in the table is in the way of this one.
 void Sweep::makeRoomForNeighbours() {
-  isSliced_ = targets_.hosts.size() > neighbours_.room();
+  isSliced_ = hostsAsked_ > neighbours_.room();
   if (!isSliced_) return;
   std::vector<std::uint32_t> addresses;
   for (const Host& host : targets_.hosts) addresses.push_back(host.address);
   if (!neighbours_.drop(addresses)) return;
   neighbours_.measure();
-  isSliced_ = targets_.hosts.size() > neighbours_.room();
+  isSliced_ = hostsAsked_ > neighbours_.room();
 }
 
 void Sweep::start(Probers& probers) {
@@ -70,7 +72,7 @@ void Sweep::batchEnded() {
 void Sweep::stopAtTheEnd() {
   if (ended_ < targets_.probes.size()) return;
   tick_->stop();
-  giveNeighboursBack(clock_());
+  giveNeighboursBack(clock_() + LINGER_MS);
   loop_.stop();
 }
 
@@ -96,7 +98,7 @@ bool Sweep::startNext(Lane& lane, std::int64_t now) {
   if (lane.next == lane.probes.size() || running_ >= options_.parallel) return false;
   const ProbeIndex index = lane.probes[lane.next];
   Probe& probe = targets_.probes[index];
-  if (isSliced_ && probe.host >= hostsReleased_ + neighbours_.room()) return false;
+  if (isSliced_ && hosts_[probe.host].number >= hostsReleased_ + neighbours_.room()) return false;
   if (!lane.pace.allows(now, targets_.probes) || !budget_.take()) return false;
   probe.state = Probe::State::RUNNING;
   lane.pace.onStarted(now, index, probe);
@@ -117,11 +119,18 @@ bool Sweep::startNext(Lane& lane, std::int64_t now) {
 
 void Sweep::expire() {
   const std::int64_t now = clock_();
+  budget_.refill(now);
   while (!deadlines_.empty() && deadlines_.front().at <= now) {
     const Deadline deadline = deadlines_.front();
+    const bool isRunning = targets_.probes[deadline.probe].state == Probe::State::RUNNING;
+    if (isRunning && isToRepeat(deadline) && !budget_.take()) return;
     deadlines_.pop_front();
-    if (targets_.probes[deadline.probe].state == Probe::State::RUNNING) repeatOrGiveUp(deadline, now);
+    if (isRunning) repeatOrGiveUp(deadline, now);
   }
+}
+
+bool Sweep::isToRepeat(const Deadline& deadline) {
+  return deadline.triesLeft > 0 && proberOf(targets_.probes[deadline.probe]).isToRepeat();
 }
 
 void Sweep::repeatOrGiveUp(const Deadline& deadline, std::int64_t now) {
@@ -132,7 +141,7 @@ void Sweep::repeatOrGiveUp(const Deadline& deadline, std::int64_t now) {
   }
   deadlines_.push_back({now + options_.timeoutMs, deadline.probe, deadline.triesLeft - 1});
   // Where the system has no room for the packet now, the next try has to do.
-  if (prober.isToRepeat()) static_cast<void>(prober.start(deadline.probe));
+  if (isToRepeat(deadline)) static_cast<void>(prober.start(deadline.probe));
 }
 
 bool Sweep::end(ProbeIndex index) {
@@ -142,7 +151,7 @@ bool Sweep::end(ProbeIndex index) {
   lanes_[static_cast<std::size_t>(probe.service)].pace.onEnded(probe);
   --running_;
   ++ended_;
-  if (--probesLeft_[probe.host] == 0 && isSliced_) endedHosts_.push_back({clock_(), targets_.addressOf(probe)});
+  if (--hosts_[probe.host].probesLeft == 0 && isSliced_) endedHosts_.push_back({clock_(), targets_.addressOf(probe)});
   return true;
 }
 
@@ -161,17 +170,17 @@ void Sweep::failed(ProbeIndex index, const String& reason) {
 
 // Without the right to change the table, time does it.
 void Sweep::giveNeighboursBack(std::int64_t now) {
-  if (endedHosts_.empty()) return;
   std::vector<std::uint32_t> addresses;
-  for (const EndedHost& host : endedHosts_) addresses.push_back(host.address);
-  if (neighbours_.drop(addresses)) {
-    hostsReleased_ += endedHosts_.size();
-    endedHosts_.clear();
-    return;
+  for (const EndedHost& host : endedHosts_) {
+    if (host.at + LINGER_MS <= now) addresses.push_back(host.address);
   }
-  for (; !endedHosts_.empty() && endedHosts_.front().at + NEIGHBOUR_AGE_MS <= now; endedHosts_.pop_front()) {
-    ++hostsReleased_;
+  if (addresses.empty()) return;
+  std::size_t gone = addresses.size();
+  if (!neighbours_.drop(addresses)) {
+    for (gone = 0; gone < endedHosts_.size() && endedHosts_[gone].at + NEIGHBOUR_AGE_MS <= now;) ++gone;
   }
+  hostsReleased_ += gone;
+  endedHosts_.erase(endedHosts_.begin(), endedHosts_.begin() + static_cast<std::ptrdiff_t>(gone));
 }
 
 }  // namespace ServiceScan

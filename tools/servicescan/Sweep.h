@@ -57,6 +57,10 @@ class Sweep final : public Outcome {
     ProbeIndex probe;
     std::uint32_t triesLeft;
   };
+  struct AskedHost {
+    std::uint32_t probesLeft = 0;
+    std::uint32_t number = 0;  // among those that are asked at all
+  };
   struct EndedHost {
     std::int64_t at;
     std::uint32_t address;
@@ -69,6 +73,7 @@ class Sweep final : public Outcome {
   void startProbes();
   bool startNext(Lane& lane, std::int64_t now);
   void expire();
+  bool isToRepeat(const Deadline& deadline);
   void repeatOrGiveUp(const Deadline& deadline, std::int64_t now);
   bool end(ProbeIndex probe);
   void giveNeighboursBack(std::int64_t now);
@@ -82,7 +87,8 @@ class Sweep final : public Outcome {
   std::array<Lane, SERVICES> lanes_;
   std::deque<Deadline> deadlines_;  // all wait equally long, so the earliest is in front
   PacketBudget budget_;
-  std::vector<std::uint32_t> probesLeft_;  // of each host
+  std::vector<AskedHost> hosts_;  // beside those of the targets
+  std::uint32_t hostsAsked_ = 0;
   // Hosts that have ended and still stand in the neighbour table, the first that ended in front.
   std::deque<EndedHost> endedHosts_;
   std::size_t hostsReleased_ = 0;

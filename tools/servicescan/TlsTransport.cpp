@@ -12,6 +12,15 @@
 namespace ServiceScan {
 namespace {
 
+// More than any certificate chain and the head of any response.
+constexpr std::uint64_t MAX_BYTES = 256 * 1024;
+
+// Without an end, the library would go on for as long as a host keeps sending what it skips, such as hello requests.
+long limitReading(BIO* socket, int operation, const char*, std::size_t, int, long, int result, std::size_t*) {
+  const bool isTooMuch = operation == BIO_CB_READ && BIO_number_read(socket) > MAX_BYTES;
+  return isTooMuch ? 0 : result;
+}
+
 class TlsTransport final : public Transport {
  public:
   explicit TlsTransport(SSL* connection) : connection_(connection) {}
@@ -82,6 +91,7 @@ std::unique_ptr<Transport> TlsClient::makeTransport(int socket) {
     SSL_free(connection);
     return nullptr;
   }
+  BIO_set_callback_ex(SSL_get_rbio(connection), limitReading);
   return std::make_unique<TlsTransport>(connection);
 }
 

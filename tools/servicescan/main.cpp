@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <fcntl.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
@@ -27,6 +29,14 @@ int complain(const String& text, int status) {
 std::int64_t steadyMilliseconds() {
   using namespace std::chrono;
   return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
+}
+
+// Those that the caller has left closed would become sockets. Nothing can be written to them, as before.
+bool fillStandardDescriptors() {
+  for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+    if (fcntl(descriptor, F_GETFD) < 0 && open("/dev/null", O_RDONLY) < 0) return false;
+  }
+  return true;
 }
 
 // Connections are descriptors, and the usual limit of 1,024 is there for programs that use select.
@@ -70,6 +80,7 @@ XCode sweepAll(const Options& options, Targets& targets) {
 }
 
 int scan(const Options& options) {
+  if (!fillStandardDescriptors()) return complain("cannot open /dev/null"_s, 1);
   Targets targets;
   XCode result = readTargets(
       options.targetFile, [](const String& line) { complain(line, 0); }, targets);

@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tools/servicescan/Options.h"
+
+namespace ServiceScan {
+namespace {
+
+XCode parse(std::vector<const char*> words, Options& options) {
+  std::vector<char*> arguments{const_cast<char*>("servicescan")};
+  for (const char* word : words) arguments.push_back(const_cast<char*>(word));
+  const int count = static_cast<int>(arguments.size());
+  arguments.push_back(nullptr);
+  return parseOptions(count, arguments.data(), options);
+}
+
+String errorOf(std::vector<const char*> words) {
+  Options options;
+  const XCode result = parse(std::move(words), options);
+  EXPECT_TRUE(result.isErr());
+  return result.toString();
+}
+
+TEST(OptionsTest, AFileIsEnough) {
+  Options options;
+  ASSERT_TRUE(parse({"-t", "/targets"}, options).isSuccess());
+  EXPECT_EQ(options.command, Options::Command::SCAN);
+  EXPECT_EQ(options.targetFile, "/targets");
+  EXPECT_FALSE(options.json);
+  EXPECT_EQ(options.community, "public");
+  EXPECT_EQ(options.sweep.timeoutMs, 1000U);
+  EXPECT_EQ(options.sweep.tries, 2U);
+  EXPECT_EQ(options.sweep.parallel, 4096U);
+  EXPECT_EQ(options.sweep.packetsPerSecond, 0U);
+}
+
+TEST(OptionsTest, EachOptionIsTaken) {
+  Options options;
+  ASSERT_TRUE(parse({"--targets=/t", "--json", "--timeout", "250", "--tries", "3", "--community", "s3cret",
+                     "--parallel", "17", "--rate=99"},
+                    options)
+                  .isSuccess());
+  EXPECT_EQ(options.targetFile, "/t");
+  EXPECT_TRUE(options.json);
+  EXPECT_EQ(options.community, "s3cret");
+  EXPECT_EQ(options.sweep.timeoutMs, 250U);
+  EXPECT_EQ(options.sweep.tries, 3U);
+  EXPECT_EQ(options.sweep.parallel, 17U);
+  EXPECT_EQ(options.sweep.packetsPerSecond, 99U);
+}
+
+TEST(OptionsTest, LettersMayStandTogether) {
+  for (const std::vector<const char*>& words :
+       {std::vector<const char*>{"-jt", "/t"}, {"-jt/t"}, {"-t", "/t", "-j"}, {"-j", "-t/t"}}) {
+    Options options;
+    ASSERT_TRUE(parse(words, options).isSuccess());
+    EXPECT_TRUE(options.json);
+    EXPECT_EQ(options.targetFile, "/t");
+  }
+}
+
+TEST(OptionsTest, TheLastOfEqualOptionsWins) {
+  Options options;
+  ASSERT_TRUE(parse({"-t", "/a", "--tries", "5", "-t", "/b", "--tries", "6"}, options).isSuccess());
+  EXPECT_EQ(options.targetFile, "/b");
+  EXPECT_EQ(options.sweep.tries, 6U);
+}
+
+TEST(OptionsTest, HelpAndVersionNeedNoFile) {
+  Options help;
+  ASSERT_TRUE(parse({"--help", "--nonsense"}, help).isSuccess());
+  EXPECT_EQ(help.command, Options::Command::HELP);
+  Options version;
+  ASSERT_TRUE(parse({"--version"}, version).isSuccess());
+  EXPECT_EQ(version.command, Options::Command::VERSION);
+}
+
+TEST(OptionsTest, WithoutAFileThereIsNothingToDo) {
+  EXPECT_EQ(errorOf({}), "expecting -t FILE");
+  EXPECT_EQ(errorOf({"-j"}), "expecting -t FILE");
+  EXPECT_EQ(errorOf({"-t", ""}), "expecting -t FILE");
+}
+
+TEST(OptionsTest, WhatIsNotUnderstoodIsNamed) {
+  EXPECT_EQ(errorOf({"-t", "/t", "--fast"}), "unknown option: --fast");
+  EXPECT_EQ(errorOf({"-x"}), "unknown option: -x");
+  EXPECT_EQ(errorOf({"-t", "/t", "-xj"}), "unknown option: -x");
+  EXPECT_EQ(errorOf({"-jx"}), "unknown option: -x");
+  EXPECT_EQ(errorOf({"--json=yes"}), "unknown option: --json=yes");
+  EXPECT_EQ(errorOf({"-t", "/t", "more"}), "unexpected argument: more");
+  EXPECT_EQ(errorOf({"-t"}), "-t needs a value");
+  EXPECT_EQ(errorOf({"--rate"}), "--rate needs a value");
+}
+
+TEST(OptionsTest, NumbersHaveTheirLimits) {
+  struct {
+    const char* option;
+    std::vector<const char*> good;
+    std::vector<const char*> bad;
+  } const cases[] = {
+      {"timeout", {"1", "3600000"}, {"0", "3600001"}},
+      {"tries", {"1", "100"}, {"0", "101"}},
+      {"parallel", {"1", "1000000"}, {"0", "1000001"}},
+      {"rate", {"0", "10000000"}, {"10000001"}},
+  };
+  for (const auto& [option, good, bad] : cases) {
+    const std::string name = std::string("--") + option;
+    for (const char* value : good) {
+      Options options;
+      EXPECT_TRUE(parse({"-t", "/t", name.c_str(), value}, options).isSuccess()) << name << ' ' << value;
+    }
+    std::vector<const char*> refused = bad;
+    refused.insert(refused.end(),
+                   {"", "-1", "+1", " 1", "1 ", "1x", "x", "0x10", "1.5", "4294967297", "99999999999999999999"});
+    for (const char* value : refused) {
+      EXPECT_EQ(errorOf({"-t", "/t", name.c_str(), value}),
+                String::format("unusable value for %s: %s", name.c_str(), value));
+    }
+  }
+}
+
+TEST(OptionsTest, ACommunityHasOneTo255Bytes) {
+  Options options;
+  const std::string longest(255, 'c');
+  ASSERT_TRUE(parse({"-t", "/t", "--community", longest.c_str()}, options).isSuccess());
+  EXPECT_EQ(options.community, longest.c_str());
+  // It is a secret and not repeated.
+  EXPECT_EQ(errorOf({"-t", "/t", "--community", (longest + "c").c_str()}), "unusable value for --community");
+  EXPECT_EQ(errorOf({"-t", "/t", "--community", ""}), "unusable value for --community");
+}
+
+TEST(OptionsTest, TheUsageNamesEveryOption) {
+  const std::string_view text = usage();
+  for (const char* option : {"-t, --targets", "-j, --json", "--timeout", "--tries", "--community", "--parallel",
+                             "--rate", "--version", "--help"}) {
+    EXPECT_NE(text.find(option), std::string_view::npos) << option;
+  }
+}
+
+}  // namespace
+}  // namespace ServiceScan

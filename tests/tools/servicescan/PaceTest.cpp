@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <gtest/gtest.h>
+
+#include "tools/servicescan/Pace.h"
+
+namespace ServiceScan {
+namespace {
+
+class PaceTest : public testing::Test {
+ protected:
+  // Starts probes for as long as it may, and returns how many.
+  std::size_t start(std::int64_t now) {
+    std::size_t count = 0;
+    for (; pace_.allows(now, probes_); ++count, ++next_) pace_.onStarted(now, next_, probes_[next_]);
+    return count;
+  }
+
+  std::vector<Probe> probes_ = std::vector<Probe>(10 * Pace::WINDOW);
+  Pace pace_;
+  ProbeIndex next_ = 0;
+};
+
+TEST_F(PaceTest, AWindowLeavesAtOnce) { EXPECT_EQ(start(0), Pace::WINDOW); }
+
+TEST_F(PaceTest, AnAnswerMakesRoomForOneMore) {
+  start(0);
+  pace_.onEnded(probes_[5]);
+  EXPECT_EQ(start(0), 1U);
+}
+
+TEST_F(PaceTest, OneProbeMakesRoomOnce) {
+  start(0);
+  pace_.onEnded(probes_[5]);
+  pace_.onEnded(probes_[5]);
+  EXPECT_EQ(start(0), 1U);
+}
+
+TEST_F(PaceTest, OneThatWasNeverStartedMakesNoRoom) {
+  start(0);
+  pace_.onEnded(probes_.back());
+  EXPECT_EQ(start(0), 0U);
+}
+
+TEST_F(PaceTest, SilentOnesCountNoMoreAfterAWhile) {
+  start(0);
+  EXPECT_EQ(start(Pace::PATIENCE_MS - 1), 0U);
+  EXPECT_EQ(start(Pace::PATIENCE_MS), Pace::WINDOW);
+  EXPECT_EQ(start(Pace::PATIENCE_MS), 0U);
+}
+
+TEST_F(PaceTest, EachWaitsFromItsOwnStart) {
+  for (; next_ < 28; ++next_) pace_.onStarted(0, next_, probes_[next_]);
+  EXPECT_EQ(start(20), Pace::WINDOW - 28);
+  EXPECT_EQ(start(Pace::PATIENCE_MS), 28U);
+  EXPECT_EQ(start(Pace::PATIENCE_MS + 20), Pace::WINDOW - 28);
+}
+
+TEST_F(PaceTest, ALateAnswerMakesNoRoomTwice) {
+  start(0);
+  EXPECT_EQ(start(Pace::PATIENCE_MS), Pace::WINDOW);
+  for (ProbeIndex index = 0; index < Pace::WINDOW; ++index) pace_.onEnded(probes_[index]);
+  EXPECT_EQ(start(Pace::PATIENCE_MS), 0U);
+}
+
+std::size_t takeAll(PacketBudget& budget) {
+  std::size_t count = 0;
+  while (count < 1'000'000 && budget.take()) ++count;
+  return count;
+}
+
+TEST(PacketBudgetTest, ZeroIsNoLimit) {
+  PacketBudget budget(0);
+  EXPECT_EQ(takeAll(budget), 1'000'000U);
+  budget.refill(1000);
+  EXPECT_EQ(takeAll(budget), 1'000'000U);
+}
+
+TEST(PacketBudgetTest, TheRateIsKept) {
+  PacketBudget budget(1000);
+  budget.refill(1'000'000);
+  EXPECT_EQ(takeAll(budget), 50U);
+  std::size_t count = 0;
+  for (std::int64_t now = 1'000'000; now < 1'003'000; now += 10) {
+    budget.refill(now);
+    count += takeAll(budget);
+  }
+  EXPECT_EQ(count, 2990U);
+}
+
+TEST(PacketBudgetTest, ALowRateIsKeptToo) {
+  PacketBudget budget(1);
+  budget.refill(50'000);
+  EXPECT_EQ(takeAll(budget), 1U);
+  budget.refill(50'999);
+  EXPECT_EQ(takeAll(budget), 0U);
+  budget.refill(51'000);
+  EXPECT_EQ(takeAll(budget), 1U);
+}
+
+TEST(PacketBudgetTest, WhatIsNotUsedIsLost) {
+  PacketBudget budget(100);
+  budget.refill(1000);
+  budget.refill(1'000'000);
+  EXPECT_EQ(takeAll(budget), 5U);
+}
+
+TEST(PacketBudgetTest, NoTimeGivesNothing) {
+  PacketBudget budget(1000);
+  EXPECT_FALSE(budget.take());
+  budget.refill(1000);
+  takeAll(budget);
+  budget.refill(1000);
+  budget.refill(999);
+  EXPECT_FALSE(budget.take());
+}
+
+TEST(PacketBudgetTest, TheHighestRateAndAnOldClockDoNotOverflow) {
+  PacketBudget budget(10'000'000);
+  budget.refill(std::int64_t{20} * 365 * 86'400'000);
+  EXPECT_EQ(takeAll(budget), 500'000U);
+}
+
+}  // namespace
+}  // namespace ServiceScan
