@@ -57,13 +57,19 @@ class Exchange {
     const auto end = steady_clock::now() + milliseconds(action_.timeoutMs);
     while (!result_) {
       const auto rest = ceil<milliseconds>(end - steady_clock::now()).count();
-      if (rest <= 0) return XCode::error("no answer"_s);
+      if (rest <= 0) return XCode::error(describeSilence());
       if (coap_io_process(context_.get(), static_cast<std::uint32_t>(rest)) < 0) break;
     }
     return result_.value_or(XCode::error("cannot ask the device"_s));
   }
 
  private:
+  const char* describeSilence() const {
+    return action_.preSharedKey.isSet() && !isConnected_
+               ? "no answer over DTLS: the device is silent, or its pre-shared key is another one"
+               : "no answer";
+  }
+
   bool open() {
     context_.reset(coap_new_context(nullptr));
     if (context_ == nullptr) return false;
@@ -112,15 +118,15 @@ class Exchange {
     if (!result_) result_ = result;
   }
 
-  static Exchange& of(const coap_session_t* session) {
-    return *static_cast<Exchange*>(coap_get_app_data(coap_session_get_context(session)));
+  static Exchange& of(const coap_session_t& session) {
+    return *static_cast<Exchange*>(coap_get_app_data(coap_session_get_context(&session)));
   }
 
   static coap_response_t onResponse(coap_session_t* session, const coap_pdu_t*, const coap_pdu_t* received,
                                     const coap_mid_t) {
     const coap_pdu_code_t code = coap_pdu_get_code(received);
     const auto number = static_cast<unsigned>(code);
-    of(session).end(COAP_RESPONSE_CLASS(number) == 2
+    of(*session).end(COAP_RESPONSE_CLASS(number) == 2
                         ? XCode()
                         : XCode::error(String::format("the device refuses: %s (%u.%02u)", describe(code), number >> 5U,
                                                       number & 0x1fU)));
@@ -128,16 +134,18 @@ class Exchange {
   }
 
   static void onNack(coap_session_t* session, const coap_pdu_t*, const coap_nack_reason_t reason, const coap_mid_t) {
-    of(session).end(XCode::error(describe(reason)));
+    of(*session).end(XCode::error(describe(reason)));
   }
 
   static int onEvent(coap_session_t* session, const coap_event_t event) {
-    if (event == COAP_EVENT_DTLS_ERROR) of(session).end(XCode::error(describe(COAP_NACK_TLS_FAILED)));
+    if (event == COAP_EVENT_DTLS_CONNECTED) of(*session).isConnected_ = true;
+    if (event == COAP_EVENT_DTLS_ERROR) of(*session).end(XCode::error(describe(COAP_NACK_TLS_FAILED)));
     return 0;
   }
 
   const Action& action_;
   std::optional<XCode> result_;
+  bool isConnected_ = false;
   CoapContext context_;
   CoapSession session_;
 };

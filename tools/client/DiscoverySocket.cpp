@@ -16,7 +16,7 @@
 namespace DeviceDiscovery::Client {
 namespace {
 
-// A datagram takes up a page or more there, whatever its length.
+// A short datagram takes up several times its length there.
 constexpr int RECEIVE_BUFFER_BYTES = 4 << 20;
 
 template <class T>

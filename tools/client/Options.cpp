@@ -124,7 +124,7 @@ XCode complainAbout(const char* word, int letter) {
 XCode parseOptions(int argc, char* const argv[], Options& options) {
   Given given;
   opterr = 0;
-  optind = 1;
+  optind = 0;
   while (options.command == Options::Command::DISCOVER) {
     const int name = getopt_long(argc, argv, ":ji:d:bo:", OPTIONS, nullptr);
     if (name == -1) break;
