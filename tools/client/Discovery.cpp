@@ -4,9 +4,11 @@
 #include <arpa/inet.h>
 #include <sys/random.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 
+#include "platform/text/Printable.h"
 #include "tools/client/DiscoverySocket.h"
 #include "tools/client/Message.h"
 
@@ -41,6 +43,7 @@ class Discovery {
     XCode result = socket_.open(interface);
     if (result.isSuccess()) result = askAndListen();
     if (result.isSuccess()) identify();
+    if (result.isErr()) result.extendString(toPrintable(interface), ": ");
     return result;
   }
 
@@ -59,9 +62,7 @@ class Discovery {
   }
 
   XCode ask() {
-    XCode result = socket_.send(ntohl(inet_addr(GROUP)), PORT, composeQuestion(nextMessageId(), token_.text()));
-    if (result.isErr()) result.extendString("cannot ask"_s, ": ");
-    return result;
+    return socket_.send(ntohl(inet_addr(GROUP)), PORT, composeQuestion(nextMessageId(), token_.text()));
   }
 
   void listenUntil(Deadline deadline) {

@@ -11,8 +11,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/text/Printable.h"
-
 namespace DeviceDiscovery::Client {
 namespace {
 
@@ -29,9 +27,7 @@ bool setOption(int socket, int level, int name, const T& value) {
 XCode DiscoverySocket::open(const String& interface) {
   socket_ = KX::Shell::Descriptor(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   XCode result = socket_ ? findInterface(interface) : XCode::fromErrno(errno);
-  if (result.isSuccess()) result = setOptions(interface);
-  if (result.isErr()) result.extendString(toPrintable(interface), ": ");
-  return result;
+  return result.isSuccess() ? setOptions(interface) : result;
 }
 
 XCode DiscoverySocket::findInterface(const String& name) {

@@ -30,7 +30,9 @@ std::string composePing(std::uint16_t messageId) {
 }
 
 AnswerReader::AnswerReader(std::string_view token)
-    : token_(token), message_(coap_pdu_init(COAP_MESSAGE_NON, COAP_EMPTY_CODE, 0, MAX_MESSAGE_BYTES)) {}
+    : token_(token), message_(coap_pdu_init(COAP_MESSAGE_NON, COAP_EMPTY_CODE, 0, MAX_MESSAGE_BYTES)) {
+  startCoap();
+}
 
 bool AnswerReader::read(std::string_view datagram, Description& description) {
   if (message_ == nullptr || datagram.size() > MAX_MESSAGE_BYTES) return false;

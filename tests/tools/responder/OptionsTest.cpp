@@ -64,9 +64,10 @@ TEST(OptionsTest, TheTextsFitIntoAMessage) {
 }
 
 TEST(OptionsTest, WhatMakesNoSenseIsRefused) {
-  Options options;
-  EXPECT_TRUE(parse({"--model", "M"}, options).isErr());
-  EXPECT_TRUE(parse({"--interface", "lan0"}, options).isErr());
+  Options modelOnly;
+  EXPECT_TRUE(parse({"--model", "M"}, modelOnly).isErr());
+  Options interfaceOnly;
+  EXPECT_TRUE(parse({"--interface", "lan0"}, interfaceOnly).isErr());
   EXPECT_FALSE(isRefused({}));
   EXPECT_TRUE(isRefused({"more"}));
   EXPECT_TRUE(isRefused({"--unknown"}));
