@@ -138,3 +138,11 @@ def link(interface="lan0"):
     """What the kernel tells of an interface, its counts of packets among it."""
     shown = subprocess.run(["ip", "-json", "-statistics", "link", "show", interface], stdout=subprocess.PIPE, check=True)
     return json.loads(shown.stdout)[0]
+
+
+def neighbour_overflows():
+    """How often the kernel has had no room for one more neighbour, so that packets were lost. All namespaces share its table,
+    and the machine's first process sees the counts."""
+    counts = pathlib.Path("/proc/1/net/stat/arp_cache")
+    rows = [line.split() for line in counts.read_text().splitlines()[1:]] if counts.exists() else []
+    return sum(int(row[12], 16) for row in rows)

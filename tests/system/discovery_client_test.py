@@ -17,7 +17,7 @@ import tempfile
 import time
 import unittest
 
-from devices import GROUP, PORT, Device, build_lan, command, link
+from devices import GROUP, PORT, Device, build_lan, command, link, neighbour_overflows
 
 CLIENT, RESPONDER = sys.argv[1:3]
 del sys.argv[1:3]
@@ -453,9 +453,12 @@ class LargeLan(DiscoveryTest):
             process.wait_for("answering on")
         wanted = [{"physicalAddress": device.mac, "ipAddress": device.address, "model": f"Model {number}", "build": "1",
                    "supportsOnboarding": False} for number, device in enumerate(devices, 1)]
+        overflows = neighbour_overflows()
         for _ in range(3):
             command("ip", "neighbour", "flush", "dev", "lan0")
-            self.assertEqual(self.scan(), wanted)
+            found = self.scan()
+            self.assertEqual(neighbour_overflows(), overflows, "something else has filled the kernel's neighbour table")
+            self.assertEqual(found, wanted)
 
 
 if __name__ == "__main__":
