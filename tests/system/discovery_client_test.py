@@ -301,6 +301,7 @@ class Actions(DiscoveryTest):
         question.setsockopt(socket.IPPROTO_IP, socket.IP_MULTICAST_IF, socket.inet_aton("10.9.0.1"))
         for number in range(3):
             question.sendto(b"\x51\x02" + struct.pack("!H", number) + b"t" + b"\xb6device\x05blink", (GROUP, PORT))
+            question.sendto(b"\x51\x01" + struct.pack("!H", 100 + number) + b"t" + b"\xb5other", (GROUP, PORT))
         question.settimeout(2)
         self.assertRaises(TimeoutError, question.recv, 2000)
         self.assertFalse(result.exists())

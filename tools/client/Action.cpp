@@ -94,8 +94,7 @@ class Exchange {
 
   bool send() {
     CoapMessage message(coap_new_pdu(COAP_MESSAGE_CON, COAP_REQUEST_CODE_POST, session_.get()));
-    return message != nullptr && fill(*message) &&
-           coap_send(session_.get(), message.release()) != COAP_INVALID_MID;
+    return message != nullptr && fill(*message) && coap_send(session_.get(), message.release()) != COAP_INVALID_MID;
   }
 
   bool fill(coap_pdu_t& message) {
@@ -127,9 +126,9 @@ class Exchange {
     const coap_pdu_code_t code = coap_pdu_get_code(received);
     const auto number = static_cast<unsigned>(code);
     of(*session).end(COAP_RESPONSE_CLASS(number) == 2
-                        ? XCode()
-                        : XCode::error(String::format("the device refuses: %s (%u.%02u)", describe(code), number >> 5U,
-                                                      number & 0x1fU)));
+                         ? XCode()
+                         : XCode::error(String::format("the device refuses: %s (%u.%02u)", describe(code), number >> 5U,
+                                                       number & 0x1fU)));
     return COAP_RESPONSE_OK;
   }
 

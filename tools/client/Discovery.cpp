@@ -61,9 +61,7 @@ class Discovery {
     return XCode();
   }
 
-  XCode ask() {
-    return socket_.send(ntohl(inet_addr(GROUP)), PORT, composeQuestion(nextMessageId(), token_.text()));
-  }
+  XCode ask() { return socket_.send(ntohl(inet_addr(GROUP)), PORT, composeQuestion(nextMessageId(), token_.text())); }
 
   void listenUntil(Deadline deadline) {
     DiscoverySocket::Datagram datagram;

@@ -46,8 +46,8 @@ XCode DiscoverySocket::setOptions(const String& interface) const {
   // One hop: the question is for this LAN. This machine is none of the devices to find on it.
   if (setsockopt(socket, SOL_SOCKET, SO_BINDTODEVICE, interface.c_str(),
                  static_cast<socklen_t>(interface.length() + 1)) != 0 ||
-      !setOption(socket, IPPROTO_IP, IP_MULTICAST_IF, outgoing) || !setOption(socket, IPPROTO_IP, IP_MULTICAST_TTL, 1) ||
-      !setOption(socket, IPPROTO_IP, IP_MULTICAST_LOOP, 0)) {
+      !setOption(socket, IPPROTO_IP, IP_MULTICAST_IF, outgoing) ||
+      !setOption(socket, IPPROTO_IP, IP_MULTICAST_TTL, 1) || !setOption(socket, IPPROTO_IP, IP_MULTICAST_LOOP, 0)) {
     return XCode::fromErrno(errno);
   }
   if (!setOption(socket, SOL_SOCKET, SO_RCVBUFFORCE, RECEIVE_BUFFER_BYTES)) {
@@ -73,8 +73,8 @@ bool DiscoverySocket::receive(Datagram& datagram, Deadline deadline) {
     const ssize_t length = recvfrom(socket_.get(), buffer_.data(), buffer_.size(), MSG_DONTWAIT,
                                     reinterpret_cast<sockaddr*>(&from), &size);
     if (length >= 0 && static_cast<std::size_t>(length) <= MAX_MESSAGE_BYTES) {
-      datagram = {ntohl(from.sin_addr.s_addr), ntohs(from.sin_port),
-                  {buffer_.data(), static_cast<std::size_t>(length)}};
+      datagram = {
+          ntohl(from.sin_addr.s_addr), ntohs(from.sin_port), {buffer_.data(), static_cast<std::size_t>(length)}};
       return true;
     }
     if (length < 0 && errno == EAGAIN && !waitUntil(deadline)) return false;

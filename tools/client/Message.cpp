@@ -20,8 +20,7 @@ std::string composeQuestion(std::uint16_t messageId, std::string_view token) {
   message += token;
   constexpr std::string_view PATH = DEVICE_PATH;
   std::uint8_t option[PATH.size() + 8];
-  const std::size_t length =
-      coap_opt_encode(option, sizeof(option), COAP_OPTION_URI_PATH, toBytes(PATH), PATH.size());
+  const std::size_t length = coap_opt_encode(option, sizeof(option), COAP_OPTION_URI_PATH, toBytes(PATH), PATH.size());
   return message.append(toText(option, length));
 }
 

@@ -6,8 +6,8 @@
 
 namespace DeviceDiscovery::Responder {
 
-// The file with the organisation's key and server, a line each, that nobody but its owner ever can read. It always holds
-// all of one or the other, also after a loss of power.
+// The file with the organisation's key and server, a line each, that nobody but its owner ever can read. It always
+// holds all of one or the other, also after a loss of power.
 class KeyStore {
  public:
   explicit KeyStore(const String& directory) : directory_(directory) {}

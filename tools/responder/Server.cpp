@@ -27,9 +27,7 @@ String toDottedQuad(const coap_session_t& session) {
   return text;
 }
 
-coap_str_const_t* toStatic(const char* text) {
-  return coap_make_str_const(text);
-}
+coap_str_const_t* toStatic(const char* text) { return coap_make_str_const(text); }
 
 }  // namespace
 
@@ -84,12 +82,11 @@ XCode Server::openEndpoint(std::uint16_t port, coap_proto_t protocol) {
 bool Server::addResources() {
   // The library takes the delay of an answer to the group, and sends the group no errors; the actions are none of its
   // business.
-  coap_resource_t* const device = addResource(DEVICE_PATH, "\"discovery.device\"", COAP_RESOURCE_FLAGS_HAS_MCAST_SUPPORT,
-                                              COAP_REQUEST_GET, onDescribe);
+  coap_resource_t* const device = addResource(DEVICE_PATH, "\"discovery.device\"",
+                                              COAP_RESOURCE_FLAGS_HAS_MCAST_SUPPORT, COAP_REQUEST_GET, onDescribe);
   if (device == nullptr) return false;
   static_cast<void>(coap_add_attr(device, toStatic("ct"), toStatic("50"), 0));
-  if (actions_.canBlink() &&
-      addResource(BLINK_PATH, "\"discovery.blink\"", 0, COAP_REQUEST_POST, onBlink) == nullptr) {
+  if (actions_.canBlink() && addResource(BLINK_PATH, "\"discovery.blink\"", 0, COAP_REQUEST_POST, onBlink) == nullptr) {
     return false;
   }
   return !settings_.description.supportsOnboarding ||
@@ -154,8 +151,7 @@ void Server::onBlink(coap_resource_t*, coap_session_t* session, const coap_pdu_t
   const XCode result = server.actions_.blink();
   log("blinking for %s%s%s", toDottedQuad(*session).c_str(), result.isErr() ? " failed: " : "",
       result.toString().c_str());
-  coap_pdu_set_code(response,
-                    result.isErr() ? COAP_RESPONSE_CODE_INTERNAL_ERROR : COAP_RESPONSE_CODE_CHANGED);
+  coap_pdu_set_code(response, result.isErr() ? COAP_RESPONSE_CODE_INTERNAL_ERROR : COAP_RESPONSE_CODE_CHANGED);
 }
 
 void Server::onOnboard(coap_resource_t*, coap_session_t* session, const coap_pdu_t* request, const coap_string_t*,

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/net/NeighbourTable.h"
-
 #include <gtest/gtest.h>
+
+#include "platform/net/NeighbourTable.h"
 
 namespace {
 

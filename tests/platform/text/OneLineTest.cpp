@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/text/OneLine.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 
+#include "platform/text/OneLine.h"
 #include "platform/text/Utf8.h"
 
 namespace {
@@ -23,7 +22,11 @@ TEST(OneLineTest, BlanksAroundItGo) {
 }
 
 TEST(OneLineTest, ControlCharactersBecomeBlanks) {
-  EXPECT_EQ(toOneLine(std::string_view("a\0b\x1b[2Jc\x7f\xc2\x9f" "d", 12), MANY), "a b [2Jc  d");
+  EXPECT_EQ(toOneLine(std::string_view("a\0b\x1b[2Jc\x7f\xc2\x9f"
+                                       "d",
+                                       12),
+                      MANY),
+            "a b [2Jc  d");
 }
 
 TEST(OneLineTest, WhatIsNoUtf8IsReplaced) { EXPECT_EQ(toOneLine("R\xe9seau", MANY), "R\xef\xbf\xbdseau"); }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/client/Devices.h"
-
 #include <gtest/gtest.h>
+
+#include "tools/client/Devices.h"
 
 namespace DeviceDiscovery::Client {
 namespace {

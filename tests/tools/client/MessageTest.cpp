@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/client/Message.h"
-
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
+
+#include "tools/client/Message.h"
 
 namespace DeviceDiscovery::Client {
 namespace {

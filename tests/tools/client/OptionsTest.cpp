@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/client/Options.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
+
+#include "tools/client/Options.h"
 
 namespace DeviceDiscovery::Client {
 namespace {
@@ -18,9 +18,7 @@ class CommandLine {
     pointers_.push_back(nullptr);
   }
 
-  XCode parse(Options& options) {
-    return parseOptions(static_cast<int>(words_.size()), pointers_.data(), options);
-  }
+  XCode parse(Options& options) { return parseOptions(static_cast<int>(words_.size()), pointers_.data(), options); }
   bool shows(const std::string& text) const {
     for (const std::string& word : words_) {
       if (word.find(text) != std::string::npos) return true;
@@ -76,11 +74,10 @@ TEST(OptionsTest, AKeyMayLookLikeAnOption) {
 }
 
 TEST(OptionsTest, TheKeyIsNoLongerOnTheCommandLine) {
-  for (const std::vector<std::string>& words :
-       {std::vector<std::string>{"-d", "10.0.0.1", "-o", "SECRET:server"},
-        {"-d", "10.0.0.1", "-oSECRET:server"},
-        {"-d", "10.0.0.1", "--onboard=SECRET:server"},
-        {"-d", "10.0.0.1", "-o", "SECRET\n"}}) {
+  for (const std::vector<std::string>& words : {std::vector<std::string>{"-d", "10.0.0.1", "-o", "SECRET:server"},
+                                                {"-d", "10.0.0.1", "-oSECRET:server"},
+                                                {"-d", "10.0.0.1", "--onboard=SECRET:server"},
+                                                {"-d", "10.0.0.1", "-o", "SECRET\n"}}) {
     CommandLine line(words);
     Options options;
     static_cast<void>(line.parse(options));
@@ -91,15 +88,14 @@ TEST(OptionsTest, TheKeyIsNoLongerOnTheCommandLine) {
 }
 
 TEST(OptionsTest, NoErrorRepeatsWhatCouldBeTheKey) {
-  for (const std::vector<std::string>& words :
-       {std::vector<std::string>{"-d", "10.0.0.1", "-o", "SECRET\x01"},
-        {"-d", "10.0.0.1", "-o", "K", "SECRET"},
-        {"-d", "10.0.0.1", "-bySECRET"},
-        {"-d", "10.0.0.1", "--onbard=SECRET"},
-        {"-d", "10.0.0.1", "--blink=SECRET"},
-        {"-o", "SECRET"},
-        {"-d", "10.0.0.1", "-i", "lan0", "-o", "SECRET"},
-        {"-d", "10.0.0.1", "-b", "-o", "SECRET"}}) {
+  for (const std::vector<std::string>& words : {std::vector<std::string>{"-d", "10.0.0.1", "-o", "SECRET\x01"},
+                                                {"-d", "10.0.0.1", "-o", "K", "SECRET"},
+                                                {"-d", "10.0.0.1", "-bySECRET"},
+                                                {"-d", "10.0.0.1", "--onbard=SECRET"},
+                                                {"-d", "10.0.0.1", "--blink=SECRET"},
+                                                {"-o", "SECRET"},
+                                                {"-d", "10.0.0.1", "-i", "lan0", "-o", "SECRET"},
+                                                {"-d", "10.0.0.1", "-b", "-o", "SECRET"}}) {
     EXPECT_EQ(errorOf(words).find("SECRET"), std::string::npos) << errorOf(words);
   }
 }
@@ -120,7 +116,8 @@ TEST(OptionsTest, CommandsThatMakeNoSenseAreErrors) {
   errorOf({"-i", "lan0", "-b"});
   errorOf({"-i", "lan0", "more"});
   errorOf({"-x"});
-  for (const char* time : {"", "0", "99", "60001", "-1", "1s", "4294967297"}) errorOf({"-i", "lan0", "--timeout", time});
+  for (const char* time : {"", "0", "99", "60001", "-1", "1s", "4294967297"})
+    errorOf({"-i", "lan0", "--timeout", time});
 }
 
 TEST(OptionsTest, HelpAndVersionNeedNothingElse) {

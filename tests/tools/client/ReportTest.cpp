@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/client/Report.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <string>
+
+#include "tools/client/Report.h"
 
 namespace DeviceDiscovery::Client {
 namespace {
@@ -24,9 +24,9 @@ Devices twoDevices() {
   Devices devices;
   devices.add(0xc0a8010aU, {"Model \"1\""_s, "7.1"_s, true});
   devices.add(0xc0a80102U, {});
-  devices.identify({{0xc0a8010aU, 1, MacAddress{2, 0, 0, 0, 0, 0xab}, false},
-                    {0xc0a80102U, 1, MacAddress{2, 0, 0, 0, 0, 2}, false}},
-                   1);
+  devices.identify(
+      {{0xc0a8010aU, 1, MacAddress{2, 0, 0, 0, 0, 0xab}, false}, {0xc0a80102U, 1, MacAddress{2, 0, 0, 0, 0, 2}, false}},
+      1);
   return devices;
 }
 
@@ -42,7 +42,8 @@ TEST(ReportTest, NoDevicesAreADocumentToo) { EXPECT_EQ(printed(printJson, Device
 
 TEST(ReportTest, TheTableHasALineForEachDevice) {
   const std::string table = printed(printTable, twoDevices());
-  EXPECT_NE(table.find("192.168.1.10     02:00:00:00:00:AB  yes         Model \"1\", 7.1\n"), std::string::npos) << table;
+  EXPECT_NE(table.find("192.168.1.10     02:00:00:00:00:AB  yes         Model \"1\", 7.1\n"), std::string::npos)
+      << table;
   EXPECT_NE(table.find("192.168.1.2      02:00:00:00:00:02  no"), std::string::npos) << table;
 }
 

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/protocol/Description.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 
+#include "tools/protocol/Description.h"
 #include "tools/protocol/Protocol.h"
 
 namespace DeviceDiscovery {

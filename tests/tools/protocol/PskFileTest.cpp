@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/protocol/PskFile.h"
-
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -8,6 +6,8 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+
+#include "tools/protocol/PskFile.h"
 
 namespace DeviceDiscovery {
 namespace {

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/responder/Hooks.h"
-
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -12,6 +10,7 @@
 #include <string>
 
 #include "platform/loop/UvEventLoop.h"
+#include "tools/responder/Hooks.h"
 
 namespace DeviceDiscovery::Responder {
 namespace {

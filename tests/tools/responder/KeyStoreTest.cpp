@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/responder/KeyStore.h"
-
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -9,6 +7,8 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+
+#include "tools/responder/KeyStore.h"
 
 namespace DeviceDiscovery::Responder {
 namespace {

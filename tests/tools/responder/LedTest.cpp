@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/responder/Led.h"
-
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -10,6 +8,7 @@
 #include <string>
 
 #include "platform/testing/VirtualEventLoop.h"
+#include "tools/responder/Led.h"
 
 namespace DeviceDiscovery::Responder {
 namespace {

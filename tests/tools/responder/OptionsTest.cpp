@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/responder/Options.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
 #include "tools/protocol/Protocol.h"
+#include "tools/responder/Options.h"
 
 namespace DeviceDiscovery::Responder {
 namespace {
@@ -58,8 +57,9 @@ TEST(OptionsTest, EachOptionIsTaken) {
 
 TEST(OptionsTest, TheTextsFitIntoAMessage) {
   Options options;
-  ASSERT_TRUE(parse({"--interface=i", "--model=" + std::string(2000, '"'), "--build=" + std::string(2000, '\\')}, options)
-                  .isSuccess());
+  ASSERT_TRUE(
+      parse({"--interface=i", "--model=" + std::string(2000, '"'), "--build=" + std::string(2000, '\\')}, options)
+          .isSuccess());
   EXPECT_LT(options.description.toJson().length() + 16, MAX_MESSAGE_BYTES);
 }
 
