@@ -418,7 +418,7 @@ class Responder(DiscoveryTest):
         responder = device.start(RESPONDER, "--interface", "eth0", "--model", "M", "--user", "nobody", "--state-directory",
                                  self.folder / "state")
         responder.wait_for("waiting for an address on eth0")
-        for _ in range(2):
+        for _ in range(3):
             device.connect()
             responder.wait_for("answering on eth0")
             self.assertEqual(self.addresses(), [device.address])

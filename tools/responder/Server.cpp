@@ -11,8 +11,8 @@
 namespace DeviceDiscovery::Responder {
 namespace {
 
-constexpr std::uint64_t TICK_MS = 1000;
-// In a tick. Whoever asks for more gets none, so that a flood of forged questions costs neither memory nor the LAN.
+constexpr std::uint64_t FOLLOW_MS = 5000;
+// In a second. Whoever asks for more gets none, so that a flood of forged questions costs neither memory nor the LAN.
 constexpr unsigned MAX_ANSWERS = 100;
 // A session is what the library remembers of a client.
 constexpr unsigned MAX_IDLE_SESSIONS = 64;
@@ -40,6 +40,13 @@ Server::Server(KXEventLoop& loop, Settings settings, Actions& actions)
 
 XCode Server::open() {
   startCoap();
+  XCode result = openContext();
+  timer_ = loop_.createTimeoutEvent(0, [this] { followInterface(); });
+  timer_->start(FOLLOW_MS, true, true);
+  return result;
+}
+
+XCode Server::openContext() {
   context_.reset(coap_new_context(nullptr));
   if (context_ == nullptr || !useKey() || !addResources()) return XCode::error("cannot set up CoAP"_s);
   coap_set_app_data(context_.get(), this);
@@ -51,16 +58,9 @@ XCode Server::open() {
   XCode result = openEndpoint(PORT, COAP_PROTO_UDP);
   if (result.isSuccess() && settings_.preSharedKey.isSet()) result = openEndpoint(SECURE_PORT, COAP_PROTO_DTLS);
   if (result.isErr()) return result;
-  const auto process = [this](unsigned = 0) { coap_io_process(context_.get(), COAP_IO_NO_WAIT); };
-  watch_ = loop_.createDescriptorEvent(coap_context_get_coap_fd(context_.get()), KXEventLoop::READABLE, process);
-  if (watch_ == nullptr) return XCode::error("cannot watch the CoAP sockets"_s);
-  timer_ = loop_.createTimeoutEvent(0, [this, process] {
-    answersInTick_ = 0;
-    followInterface();
-    process();
-  });
-  timer_->start(TICK_MS, true, true);
-  return XCode();
+  watch_ = loop_.createDescriptorEvent(coap_context_get_coap_fd(context_.get()), KXEventLoop::READABLE,
+                                       [this](unsigned) { coap_io_process(context_.get(), COAP_IO_NO_WAIT); });
+  return watch_ != nullptr ? XCode() : XCode::error("cannot watch the CoAP sockets"_s);
 }
 
 bool Server::useKey() {
@@ -107,16 +107,33 @@ void Server::followInterface() {
   const auto index = static_cast<int>(if_nametoindex(settings_.interface.c_str()));
   if (index == interfaceIndex_) return;
   const int before = interfaceIndex_;
-  const bool isJoined =
-      index != 0 && coap_join_mcast_group_intf(context_.get(), GROUP, settings_.interface.c_str()) == 0;
-  interfaceIndex_ = isJoined ? index : 0;
-  if (interfaceIndex_ != before) {
-    log("%s %s", isJoined ? "answering on" : "waiting for an address on", settings_.interface.c_str());
+  interfaceIndex_ = 0;
+  if (before > 0 || watch_ == nullptr) reopen();
+  if (index != 0 && watch_ != nullptr &&
+      coap_join_mcast_group_intf(context_.get(), GROUP, settings_.interface.c_str()) == 0) {
+    interfaceIndex_ = index;
   }
+  if (interfaceIndex_ != before) {
+    log("%s %s", interfaceIndex_ != 0 ? "answering on" : "waiting for an address on", settings_.interface.c_str());
+  }
+  // What has come to be due meanwhile.
+  if (context_ != nullptr) coap_io_process(context_.get(), COAP_IO_NO_WAIT);
+}
+
+// A socket keeps its membership on an interface that has gone, and may have twenty of them.
+void Server::reopen() {
+  watch_.reset();
+  const XCode result = openContext();
+  if (result.isErr()) log("%s", result.toString().c_str());
 }
 
 bool Server::mayAnswer(const coap_session_t& session) {
-  return coap_session_get_ifindex(&session) == interfaceIndex_ && ++answersInTick_ <= MAX_ANSWERS;
+  const auto now = std::chrono::steady_clock::now();
+  if (now - secondBegan_ >= std::chrono::seconds(1)) {
+    secondBegan_ = now;
+    answersInSecond_ = 0;
+  }
+  return coap_session_get_ifindex(&session) == interfaceIndex_ && ++answersInSecond_ <= MAX_ANSWERS;
 }
 
 bool Server::mayAct(const coap_session_t& session, coap_pdu_t& response) {

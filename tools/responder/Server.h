@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 
@@ -30,6 +31,8 @@ class Server {
   [[nodiscard]] XCode open();
 
  private:
+  XCode openContext();
+  void reopen();
   XCode openEndpoint(std::uint16_t port, coap_proto_t protocol);
   bool useKey();
   bool addResources();
@@ -53,7 +56,8 @@ class Server {
   const coap_bin_const_t key_;
   Actions& actions_;
   int interfaceIndex_ = -1;  // 0 while it is not there, or has no address
-  unsigned answersInTick_ = 0;
+  std::chrono::steady_clock::time_point secondBegan_;
+  unsigned answersInSecond_ = 0;
   CoapContext context_;
   std::unique_ptr<KX::WatchEvent> watch_;
   std::unique_ptr<KX::TimeoutEvent> timer_;
