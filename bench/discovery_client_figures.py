@@ -90,7 +90,7 @@ def run():
 
 def measure(count, folder):
     devices = [Device(number) for number in range(1, count + 1)]
-    responders = [device.start(build / "tools/bin/discovery-responder", "--interface", "eth0", "--model", "Varnel X 1",
+    responders = [device.start(build / "tools/bin/discovery-responder", "--interface", "eth0", "--model", "X 1",
                                "--build", "7.1", "--user", "nobody", "--state-directory", folder / device.name)
                   for device in devices]
     for responder in responders:

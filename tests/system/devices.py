@@ -60,7 +60,7 @@ class Device:
         self.processes.append(process)
         return process
 
-    def respond(self, responder, folder, *options, model="Varnel X 1", interface="eth0"):
+    def respond(self, responder, folder, *options, model="X 1", interface="eth0"):
         """Starts discovery-responder, and returns it when it answers."""
         process = self.start(responder, "--interface", interface, "--model", model, "--user", "nobody",
                              "--state-directory", folder / self.name, *options)
