@@ -52,10 +52,10 @@ class SpawnPlan {
         posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
   }
 
-  void connect(int output, int errorOutput) {
-    note(posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
-    connect(output, STDOUT_FILENO, O_WRONLY);
-    connect(errorOutput, STDERR_FILENO, O_WRONLY);
+  void connect(int input, int output, int errorOutput) {
+    connectOne(input, STDIN_FILENO, O_RDONLY);
+    connectOne(output, STDOUT_FILENO, O_WRONLY);
+    connectOne(errorOutput, STDERR_FILENO, O_WRONLY);
 #if defined(__GLIBC__) && __GLIBC_PREREQ(2, 34)
     // Ours are close-on-exec; the host's may not be.
     note(posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1));
@@ -71,7 +71,7 @@ class SpawnPlan {
   void note(int error) {
     if (error_ == 0) error_ = error;
   }
-  void connect(int from, int to, int mode) {
+  void connectOne(int from, int to, int mode) {
     note(from < 0 ? posix_spawn_file_actions_addopen(&actions_, to, "/dev/null", mode, 0)
                   : posix_spawn_file_actions_adddup2(&actions_, from, to));
   }
@@ -104,7 +104,7 @@ XCode findProgram(const String& name, String& path) {
   }
 }
 
-XCode spawn(const Command& command, int output, int errorOutput, Child& child) {
+XCode spawn(const Command& command, int output, int errorOutput, Child& child, int input) {
   XCode result = command.check();
   if (result.isErr()) return result;
   String path;
@@ -116,7 +116,7 @@ XCode spawn(const Command& command, int output, int errorOutput, Child& child) {
   arguments.push_back(nullptr);
   SpawnPlan plan;
   plan.isolate();
-  plan.connect(output, errorOutput);
+  plan.connect(input, output, errorOutput);
   pid_t pid = 0;
   const int error = plan.run(path, arguments.data(), pid);
   if (error != 0) return XCode::fromErrno(error);

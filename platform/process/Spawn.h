@@ -12,9 +12,9 @@ namespace KX::Shell {
 // some systems report a missing program only as a child with exit status 127.
 [[nodiscard]] XCode findProgram(const String& name, String& path);
 
-// Starts a command in a process group of its own with all signals as a fresh program expects them. It reads nothing,
-// prints to the given descriptors (3 or above; -1 is nowhere) and inherits no other. Costs the same whatever the size
-// of this process: nothing of it is copied.
-[[nodiscard]] XCode spawn(const Command& command, int output, int errorOutput, Child& child);
+// Starts a command in a process group of its own with all signals as a fresh program expects them. It reads from and
+// prints to the given descriptors (3 or above; -1 is nothing and nowhere) and inherits no other. Costs the same
+// whatever the size of this process: nothing of it is copied.
+[[nodiscard]] XCode spawn(const Command& command, int output, int errorOutput, Child& child, int input = -1);
 
 }  // namespace KX::Shell

@@ -5,19 +5,20 @@
 #include <cstdint>
 #include <vector>
 
-struct mnl_socket;
+#include "platform/net/NeighbourTable.h"
 
 namespace ServiceScan {
 
-// The kernel's table of IPv4 neighbours. It holds 1,024 by default, and a packet to one more is dropped after a
-// successful send, so a scan takes up only the room that there is and gives back what it has used. It reads the table's
-// limits and changes none. Where the kernel cannot be asked, the default limits are taken for granted.
+// What a scan may take of the kernel's table of IPv4 neighbours. It holds 1,024 by default, and a packet to one more is
+// dropped after a successful send, so a scan takes up only the room that there is and gives back what it has used. It
+// reads the table's limits and changes none. Where the kernel cannot be asked, the default limits are taken for
+// granted.
 class Neighbours {
  public:
   Neighbours();
   Neighbours(const Neighbours&) = delete;
   Neighbours& operator=(const Neighbours&) = delete;
-  virtual ~Neighbours();
+  virtual ~Neighbours() = default;
 
   // How many more neighbours the table has room for; some of it is left to others.
   virtual std::size_t room() const { return room_; }
@@ -28,12 +29,7 @@ class Neighbours {
   virtual bool drop(const std::vector<std::uint32_t>& addresses);
 
  private:
-  struct Entry;
-  std::vector<Entry> readEntries();
-  bool isDropped(const Entry& entry);
-
-  mnl_socket* socket_ = nullptr;
-  unsigned sequence_ = 0;
+  NeighbourTable table_;
   std::size_t room_;
   bool isAllowed_ = true;
 };

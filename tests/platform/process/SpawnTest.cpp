@@ -13,7 +13,10 @@
 
 namespace {
 
+using KX::Shell::Child;
+using KX::Shell::Command;
 using KX::Shell::findProgram;
+using KX::Shell::spawn;
 
 // A folder with two folders of programs, and a PATH of the test's own.
 class SpawnTest : public testing::Test {
@@ -127,5 +130,23 @@ TEST_F(SpawnTest, ChildThatGoesOutOfScopeIsKilledAndReaped) {
 }
 
 TEST_F(SpawnTest, WithoutAChildThereIsNothingToSignal) { EXPECT_EQ(KX::Shell::Child().signal(0).code(), 1000 + ESRCH); }
+
+TEST_F(SpawnTest, AProgramReadsItsInput) {
+  int input[2];
+  int output[2];
+  ASSERT_EQ(pipe2(input, O_CLOEXEC), 0);
+  ASSERT_EQ(pipe2(output, O_CLOEXEC), 0);
+  ASSERT_EQ(write(input[1], "read", 4), 4);
+  close(input[1]);
+  Child child;
+  ASSERT_TRUE(spawn(Command("/bin/cat"_s), output[1], -1, child, input[0]).isSuccess());
+  close(input[0]);
+  close(output[1]);
+  char text[8] = "";
+  EXPECT_EQ(read(output[0], text, sizeof(text)), 4);
+  EXPECT_STREQ(text, "read");
+  close(output[0]);
+  EXPECT_TRUE(child.reap().isSuccess());
+}
 
 }  // namespace

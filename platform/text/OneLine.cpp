@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/servicescan/Model.h"
+#include "platform/text/OneLine.h"
 
 #include <string>
 
 #include "platform/text/Utf8.h"
 
-namespace ServiceScan {
 namespace {
 
 bool isControl(std::string_view character) {
@@ -16,20 +15,18 @@ bool isControl(std::string_view character) {
 
 }  // namespace
 
-String makeModel(std::string_view text) {
-  std::string model;
+String toOneLine(std::string_view text, std::size_t maximumBytes) {
+  std::string line;
   std::size_t withoutBlanks = 0;
   while (!text.empty()) {
     const Utf8Step step = nextUtf8(text);
     std::string_view character = step.valid ? text.substr(0, step.length) : UTF8_REPLACEMENT;
     text.remove_prefix(step.length);
     if (isControl(character)) character = " ";
-    if (model.empty() && character == " ") continue;
-    if (model.size() + character.size() > MAX_MODEL_BYTES) break;
-    model += character;
-    if (character != " ") withoutBlanks = model.size();
+    if (line.empty() && character == " ") continue;
+    if (line.size() + character.size() > maximumBytes) break;
+    line += character;
+    if (character != " ") withoutBlanks = line.size();
   }
-  return String(std::string_view(model).substr(0, withoutBlanks));
+  return String(std::string_view(line).substr(0, withoutBlanks));
 }
-
-}  // namespace ServiceScan

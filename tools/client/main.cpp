@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <cstdio>
+
+#include "platform/base/Memory.h"
+#include "tools/client/Action.h"
+#include "tools/client/Discovery.h"
+#include "tools/client/Options.h"
+#include "tools/client/Report.h"
+#include "tools/protocol/Protocol.h"
+
+namespace DeviceDiscovery::Client {
+namespace {
+
+constexpr char USUAL_PSK_FILE[] = "/etc/discovery/client.psk";
+constexpr std::uint32_t DISCOVERY_MS = 3000;
+constexpr std::uint32_t ACTION_MS = 5000;
+
+int complain(const String& text, int status) {
+  std::fprintf(stderr, "discovery-client: %s\n", text.c_str());
+  return status;
+}
+
+std::uint32_t timeoutOr(const Options& options, std::uint32_t byDefault) {
+  return options.timeoutMs != 0 ? options.timeoutMs : byDefault;
+}
+
+int find(const Options& options) {
+  Devices devices;
+  const XCode result = discover(options.interface, timeoutOr(options, DISCOVERY_MS), devices);
+  if (result.isErr()) return complain(result.toString(), 1);
+  const bool isPrinted = options.json ? printJson(devices, stdout) : printTable(devices, stdout);
+  return isPrinted ? 0 : complain("cannot write the result"_s, 1);
+}
+
+int act(const Options& options, const char* path, const String& payload) {
+  Action action{options.device, path, payload, {}, timeoutOr(options, ACTION_MS)};
+  XCode result = options.pskFile.isEmpty() ? readPskFileIfAny(USUAL_PSK_FILE, action.preSharedKey)
+                                           : readPskFile(options.pskFile, action.preSharedKey);
+  if (result.isSuccess()) result = perform(action);
+  return result.isErr() ? complain(result.toString(), 1) : 0;
+}
+
+}  // namespace
+}  // namespace DeviceDiscovery::Client
+
+int main(int argc, char* argv[]) {
+  using namespace DeviceDiscovery;
+  using namespace DeviceDiscovery::Client;
+  KX::endProcessWhenOutOfMemory();
+  Options options;
+  const XCode result = parseOptions(argc, argv, options);
+  if (result.isErr()) return complain(result.toString(), 2);
+  switch (options.command) {
+    case Options::Command::HELP:
+      std::fputs(usage(), stdout);
+      return 0;
+    case Options::Command::VERSION:
+      std::puts("discovery-client " TOOL_VERSION);
+      return 0;
+    case Options::Command::DISCOVER:
+      return find(options);
+    case Options::Command::BLINK:
+      return act(options, BLINK_PATH, String());
+    case Options::Command::ONBOARD:
+      return act(options, ONBOARD_PATH, options.organisation.toJson());
+  }
+  return 0;
+}

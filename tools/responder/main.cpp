@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <csignal>
+#include <cstdio>
+
+#include "platform/base/Memory.h"
+#include "platform/loop/UvEventLoop.h"
+#include "tools/responder/DeviceActions.h"
+#include "tools/responder/Options.h"
+#include "tools/responder/Privileges.h"
+#include "tools/responder/Server.h"
+
+namespace DeviceDiscovery::Responder {
+namespace {
+
+constexpr char USUAL_PSK_FILE[] = "/etc/discovery/responder.psk";
+
+int complain(const String& text, int status) {
+  std::fprintf(stderr, "discovery-responder: %s\n", text.c_str());
+  return status;
+}
+
+// What needs root comes first; nothing from the network is read before it has been given up.
+XCode serve(const Options& options) {
+  KX::UvEventLoop loop;
+  XCode result = loop.status();
+  PreSharedKey preSharedKey;
+  if (result.isSuccess()) {
+    result = options.pskFile.isEmpty() ? readPskFileIfAny(USUAL_PSK_FILE, preSharedKey)
+                                       : readPskFile(options.pskFile, preSharedKey);
+  }
+  DeviceActions actions(loop, options);
+  if (result.isSuccess()) result = actions.prepare();
+  if (result.isSuccess()) result = dropPrivileges(options.user, options.stateDirectory);
+  Server server(loop, {options.interface, options.description, preSharedKey}, actions);
+  if (result.isSuccess()) result = server.open();
+  if (result.isErr()) return result;
+  const auto terminate = loop.createSignalEvent(SIGTERM, [&loop] { loop.stop(); });
+  const auto interrupt = loop.createSignalEvent(SIGINT, [&loop] { loop.stop(); });
+  loop.run();
+  return XCode();
+}
+
+}  // namespace
+}  // namespace DeviceDiscovery::Responder
+
+int main(int argc, char* argv[]) {
+  using namespace DeviceDiscovery::Responder;
+  KX::endProcessWhenOutOfMemory();
+  Options options;
+  XCode result = parseOptions(argc, argv, options);
+  if (result.isErr()) return complain(result.toString(), 2);
+  switch (options.command) {
+    case Options::Command::HELP:
+      std::fputs(usage(), stdout);
+      return 0;
+    case Options::Command::VERSION:
+      std::puts("discovery-responder " TOOL_VERSION);
+      return 0;
+    case Options::Command::RUN:
+      break;
+  }
+  result = serve(options);
+  return result.isErr() ? complain(result.toString(), 1) : 0;
+}
