@@ -85,6 +85,13 @@ TEST_F(NodeRequestsTest, ASyncWithTheStatusThatTheNodeHasChangesNothing) {
   EXPECT_EQ(node(0).statusChangeDate().utc().toString(0), "2025-06-01T10:00:00.000Z");
 }
 
+TEST_F(NodeRequestsTest, DatesBeyond2038ComeBackAsTheyWere) {
+  const std::string nodes =
+      R"([{"ipAddress":"10.0.0.1","status":"up","statusChangeDate":"2038-01-19T03:14:08.000Z"},)"
+      R"({"ipAddress":"10.0.0.2","status":"down","statusChangeDate":"2126-05-06T07:08:09.010Z"}])";
+  EXPECT_EQ(server_.sync(nodes), ack("syncNodes", R"(,"nodes":)" + nodes));
+}
+
 TEST_F(NodeRequestsTest, OnlyUpAndDownAreStatuses) {
   server_.sync(R"([{"ipAddress":"a","status":"down"},{"ipAddress":"b","status":"Up"},{"ipAddress":"c","status":2},)"
                R"({"ipAddress":"d","status":"unknown"},{"ipAddress":"e"}])");

@@ -80,6 +80,16 @@ TEST_F(ValidationWhenTest, FirstRunGoesBeforeTheNextMatch) {
   EXPECT_EQ(check(R"({"cron":"0 0 3 * * *","firstRun":"now"})"), "0 0 3 * * * at 2026-01-01T12:00:00.250Z");
 }
 
+TEST_F(ValidationWhenTest, TimesBeyond2038AreTakenAndFound) {
+  EXPECT_EQ(check(R"({"firstRun":"2038-01-19T03:14:08Z"})"), " at 2038-01-19T03:14:08.000Z");
+  EXPECT_EQ(check(R"({"firstRun":"2126-01-01T00:00:00Z"})"), " at 2126-01-01T00:00:00.000Z");
+  loop_.setNow(Clock("2038-01-19T03:14:07Z"_s, Clock::UTC, 0));
+  EXPECT_EQ(check(R"("* * * * * *")"), "* * * * * * at 2038-01-19T03:14:08.000Z");
+  loop_.setNow(Clock("2106-02-07T06:28:15.900Z"_s, Clock::UTC, 0));
+  EXPECT_EQ(check(R"("* * * * * *")"), "* * * * * * at 2106-02-07T06:28:16.000Z");
+  EXPECT_EQ(check(R"("0 0 3 29 2 *")"), "0 0 3 29 2 * at 2108-02-29T03:00:00.000Z");
+}
+
 TEST_F(ValidationWhenTest, WithoutCronTheJobRunsOnce) {
   EXPECT_EQ(check(R"({"firstRun":"now","colour":"blue"})"), " at 2026-01-01T12:00:00.250Z");
 }

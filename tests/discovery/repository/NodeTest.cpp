@@ -66,6 +66,14 @@ TEST_F(NodeTest, NodeAsCreatedCarriesItsAddressItsStatusAndTheDateOfItsCreation)
             R"({"ipAddress":"192.0.2.20","status":"unknown","statusChangeDate":"2026-01-01T12:00:00.250Z"})");
 }
 
+TEST_F(NodeTest, DateOfCreationMayBeBeyond2038) {
+  loop_.setNow(Clock("2038-01-19T03:14:08.250Z"_s, Clock::UTC, 0));
+  const KXLWPtr<Node> node = addManual("192.0.2.20");
+  EXPECT_EQ(wire(node),
+            R"({"ipAddress":"192.0.2.20","status":"unknown","statusChangeDate":"2038-01-19T03:14:08.250Z"})");
+  EXPECT_THAT(rowsOf(*node), testing::Contains("1,0 Status Changed: 2038-01-19 03:14:08"));
+}
+
 TEST_F(NodeTest, NodeWithAnAddressOnlyAndNoValidDateHasExactlyTwoMembers) {
   const KXLWPtr<Node> node = addManual("192.0.2.20");
   forgetStatusChangeDate("192.0.2.20");

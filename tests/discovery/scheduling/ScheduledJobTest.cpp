@@ -178,6 +178,17 @@ TEST_F(ScheduledJobTest, RescheduleTakesTheNextMatchAfterNow) {
                           "1 [Scheduled Job nightly] - Next scan: 2026-03-06 03:00:00"));
 }
 
+TEST_F(ScheduledJobTest, RescheduleGoesOnAfterTheEndOf32BitSeconds) {
+  const KXPtr<ScheduledJob> job = make();
+  device_.loop.setNow(Clock("2038-01-19T03:00:00Z"_s, Clock::UTC, 0));
+  EXPECT_TRUE(job->isDue());
+  device_.log.clear();
+  EXPECT_TRUE(job->reschedule());
+  EXPECT_FALSE(job->isDue());
+  EXPECT_EQ(job->nextRun(), Clock("2038-01-20T03:00:00Z"_s, Clock::UTC, 0));
+  EXPECT_TRUE(device_.log.capture().has("[Scheduled Job nightly] - Next scan: 2038-01-20 03:00:00"));
+}
+
 TEST_F(ScheduledJobTest, JobWithoutACronSpecificationRunsOnce) {
   const KXPtr<ScheduledJob> job = make(R"({"id":"a","schedule":{"firstRun":"now"}})");
   device_.log.clear();

@@ -116,6 +116,18 @@ TEST_F(SchedulerTest, JobThatEndsByItselfIsListedOnceUnderItsNextRun) {
   EXPECT_EQ(shown("Cancelled Jobs"), "0");
 }
 
+TEST_F(SchedulerTest, ScanThatRunsOverTheEndOf32BitSecondsIsFollowedByTheNext) {
+  device_.loop.setNow(Clock("2038-01-19T03:13:50Z"_s, Clock::UTC, 0));
+  plan(HOURLY);
+  tick();
+  EXPECT_EQ(shown("Running Scan"), "yes");
+  tick();
+  device_.endScans();
+  EXPECT_THAT(jobs(), ElementsAre("Scheduled a at 2038-01-19 04:00:00"));
+  device_.loop.advance(46min);
+  EXPECT_EQ(shown("Invoked Jobs"), "2");
+}
+
 TEST_F(SchedulerTest, JobWithoutANextRunIsListedAsTerminated) {
   plan(NOW);
   tick();

@@ -116,6 +116,16 @@ TEST(ClockTest, EveryTimeCanBePrinted) {
   EXPECT_FALSE(Clock(LEAST).toString(Clock::HUMAN).isEmpty());
 }
 
+TEST(ClockTest, TheEndOf32BitSecondsIsASecondLikeAnyOther) {
+  const Clock before = Clock::fromMicroseconds(2147483647'999'999, Clock::UTC);
+  const Clock after = Clock::fromMicroseconds(2147483648'000'000, Clock::UTC);
+  EXPECT_LT(before.toTime(), after.toTime());
+  EXPECT_EQ(before.toString(Clock::MACHINE), "2038-01-19T03:14:07.999Z");
+  EXPECT_EQ(after.toString(Clock::MACHINE), "2038-01-19T03:14:08.000Z");
+  EXPECT_EQ(machine("2106-02-07T06:28:16Z"), "2106-02-07T06:28:16.000Z");
+  EXPECT_EQ(read("2106-02-07T06:28:16Z").toMicroseconds(), (std::int64_t{1} << 32U) * MICROSECONDS);
+}
+
 TEST(ClockTest, SystemTimeIsThePresent) {
   const std::int64_t before = std::time(nullptr);
   const Clock clock = Clock::system();
@@ -251,6 +261,12 @@ TEST_F(ClockZoneTest, LocalTimesShowTheirOffset) {
   EXPECT_EQ(winter.toString(Clock::HUMAN), "2026-11-20 23:25:00");
   const Clock summer = read("2026-07-01T12:00:00.5Z");
   EXPECT_EQ(Clock::fromMicroseconds(summer.toMicroseconds()).toString(Clock::MACHINE), "2026-07-01T14:00:00.500+02:00");
+}
+
+TEST_F(ClockZoneTest, LocalTimesFollowTheZoneBeyond2038) {
+  setZone("CET-1CEST,M3.5.0,M10.5.0/3");
+  EXPECT_EQ(Clock(2147483648).toString(Clock::MACHINE), "2038-01-19T04:14:08.000+01:00");
+  EXPECT_EQ(Clock(4118040000).toString(Clock::HUMAN), "2100-06-30 14:00:00");
 }
 
 TEST_F(ClockZoneTest, UtcTimesDoNotDependOnTheZone) {
