@@ -30,7 +30,9 @@ function(kx_layer name)
   endforeach()
   set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 0)
   set_target_properties(${name}-static PROPERTIES OUTPUT_NAME ${name})
-  install(TARGETS ${name} ${name}-static EXPORT kxdiscovery)
+  install(TARGETS ${name} ${name}-static EXPORT kxdiscovery
+    LIBRARY COMPONENT libraries NAMELINK_COMPONENT development
+    ARCHIVE COMPONENT development)
 endfunction()
 
 # kx_sources(files...): the files of one folder; headers are installed and compiled on their own, too.
@@ -44,5 +46,5 @@ function(kx_sources)
   endforeach()
   file(RELATIVE_PATH folder ${CMAKE_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
   target_sources(${KX_LAYER}-objects PUBLIC FILE_SET HEADERS BASE_DIRS ${CMAKE_SOURCE_DIR} FILES ${headers})
-  install(FILES ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kxdiscovery/${folder})
+  install(FILES ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/kxdiscovery/${folder} COMPONENT development)
 endfunction()

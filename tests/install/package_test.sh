@@ -1,0 +1,101 @@
+#!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
+# Looks at the packages of scripts/package, unpacked into a folder of the test's own: package_test.sh amd64|armhf
+# Nothing is installed on this machine.
+set -euo pipefail
+architecture=$1
+source=$(cd "$(dirname "$0")/../.." && pwd)
+. "$source/tests/install/host.sh"
+packages=$source/build/packages
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+root=$scratch/root
+
+fail() { echo "package_test: $*" >&2; exit 1; }
+deb() { echo "$packages/$1"_*_"$architecture.deb"; }
+field() { dpkg-deb --field "$(deb "$1")" "$2"; }
+
+# What each package holds besides its documentation, with folders and versions left out.
+contents() {
+  dpkg-deb --fsys-tarfile "$(deb "$1")" | tar -t | sed -e '/\/$/d' -e '\,/share/doc/,d' -e 's/[0-9.]*$//' -e 's,^\./,,'
+}
+expect_contents() {  # PACKAGE PATH…
+  local found wanted
+  found=$(contents "$1" | sort -u)
+  wanted=$(printf '%s\n' "${@:2}" | sort -u)
+  [[ $found == "$wanted" ]] || { diff <(echo "$wanted") <(echo "$found") >&2; fail "contents of $1"; }
+}
+expect_field() {  # PACKAGE FIELD PART…
+  local value part
+  value=$(field "$1" "$2")
+  for part in "${@:3}"; do
+    [[ ", $value," == *", $part"[\ ,]* ]] || fail "$1: no $part in $2: $value"
+  done
+}
+
+case $architecture in
+  amd64) folder=usr/lib/x86_64-linux-gnu type="ELF 64-bit LSB*x86-64*" run=() ;;
+  armhf) folder=usr/lib/arm-linux-gnueabihf type="ELF 32-bit LSB*ARM, EABI5*" sysroot=$source/build/sysroot-armhf
+         run=(qemu-arm-static -L "$sysroot") ;;
+  *) fail "amd64 or armhf" ;;
+esac
+
+all=(libkxdiscovery0 libkxdiscovery-dev discovery-agent discovery-tools discovery-responder)
+for package in "${all[@]}"; do
+  [[ -f $(deb "$package") ]] || fail "no $package in $packages: run scripts/package $architecture"
+  dpkg-deb -x "$(deb "$package")" "$root"
+  [[ $(field "$package" Architecture) == "$architecture" ]] || fail "$package is for another architecture"
+  [[ -s $root/usr/share/doc/$package/copyright && -s $root/usr/share/doc/$package/changelog.gz ]] || fail "$package is undocumented"
+done
+
+expect_contents libkxdiscovery0 $folder/libkx{discovery,platform}.so
+expect_contents discovery-agent usr/sbin/discovery-agent usr/lib/systemd/system/discovery-agent.service
+expect_contents discovery-tools usr/bin/{servicescan,discovery-client}
+expect_contents discovery-responder usr/sbin/discovery-responder usr/lib/systemd/system/discovery-responder.service \
+  usr/lib/sysusers.d/discovery-responder.conf
+! contents libkxdiscovery-dev | grep -vE "^usr/include/kxdiscovery/.*\.h$|^$folder/(libkx(discovery|platform)\.(a|so)|cmake/)" ||
+  fail "contents of libkxdiscovery-dev"
+
+for package in "${all[@]}"; do
+  [[ $(field "$package" Description | wc -l) -ge 2 && $(field "$package" Maintainer) == *'<'*@*'>' ]] || fail "$package says too little"
+done
+expect_field libkxdiscovery0 Depends libc6 libstdc++6 libuv1 libre2-9 libsqlite3-0 libmnl0
+expect_field libkxdiscovery-dev Depends libkxdiscovery0 libuv1-dev libre2-dev libsqlite3-dev libmnl-dev
+expect_field discovery-agent Depends libkxdiscovery0 libc6 libstdc++6
+expect_field discovery-agent Recommends arp-scan discovery-tools ieee-data
+expect_field discovery-tools Depends libc6 libssl3 libsnmp40 libosip2-15 libhttp-parser2.9 libmnl0 libcoap3
+expect_field discovery-responder Depends libc6 libcoap3
+# A package of the machine that the build ran on, and none of a cross compiler.
+[[ $(field discovery-agent Depends) != *-cross* ]] || fail "discovery-agent needs a cross compiler's library"
+
+# A service is neither enabled nor started by its installation.
+for package in discovery-agent discovery-responder; do
+  dpkg-deb --control "$(deb "$package")" "$scratch/$package"
+  ! grep -E 'enable|invoke start|systemctl.* start' "$scratch/$package/postinst" | grep -v '^#' || fail "$package starts its service"
+  [[ ! -e $root/etc/systemd ]] || fail "$package enables its service"
+done
+
+programs=("$root"/usr/{bin,sbin}/* "$root/$folder"/*.so.*.*)
+for program in "${programs[@]}"; do
+  # shellcheck disable=SC2053  # $type is a pattern
+  [[ $(file --brief "$program") == $type*" stripped" ]] || fail "$program is $(file --brief "$program")"
+done
+for program in "$root"/usr/{bin,sbin}/*; do
+  version=$(LD_LIBRARY_PATH=$root/$folder "${run[@]}" "$program" --version)
+  [[ $version == "$(basename "$program") "[0-9]* ]] || fail "$program says $version"
+done
+[[ $(echo '{}' | LD_LIBRARY_PATH=$root/$folder "${run[@]}" "$root/usr/sbin/discovery-agent" run) == *'"Invalid message"'* ]] ||
+  fail "the agent does not answer"
+
+if [[ $architecture == amd64 ]]; then
+  build_host "$root/usr" "$scratch"
+  # The units name programs that are not installed here, so they are shown where they are.
+  for unit in discovery-agent discovery-responder; do
+    sed "s|^ExecStart=/|&${root#/}/|" "$root/usr/lib/systemd/system/$unit.service" >"$scratch/$unit.service"
+    systemd-analyze verify --man=no "$scratch/$unit.service"
+  done
+  lintian --fail-on error --tag-display-limit 0 "$packages"/*_amd64.deb >"$scratch/lintian" ||
+    { cat "$scratch/lintian" >&2; fail "lintian"; }
+fi
+(cd "$packages" && stat -c '%8s bytes  %n' -- *_"$architecture.deb")
+echo "ok: the packages for $architecture are complete"
