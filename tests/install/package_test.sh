@@ -23,7 +23,7 @@ expect_contents() {  # PACKAGE PATH…
   local found wanted
   found=$(contents "$1" | sort -u)
   wanted=$(printf '%s\n' "${@:2}" | sort -u)
-  [[ $found == "$wanted" ]] || { diff <(echo "$wanted") <(echo "$found") >&2; fail "contents of $1"; }
+  diff <(echo "$wanted") <(echo "$found") >&2 || fail "contents of $1"
 }
 expect_field() {  # PACKAGE FIELD PART…
   local value part
