@@ -25,6 +25,7 @@ Sweep::Sweep(KXEventLoop& loop, Milliseconds clock, const SweepOptions& options,
       options_(options),
       neighbours_(neighbours),
       targets_(targets),
+      patience_(options.timeoutMs),
       budget_(options.packetsPerSecond) {
   hosts_.resize(targets_.hosts.size());
   for (ProbeIndex index = 0; index < targets_.probes.size(); ++index) {
@@ -111,38 +112,62 @@ bool Sweep::startNext(Lane& lane, std::int64_t now) {
     --running_;
     return false;
   }
-  if (!hasStarted) failed(index, "Out of resources"_s);
+  if (!hasStarted) fail(index, "Out of resources"_s);
   ++lane.next;
-  deadlines_.push_back({now + options_.timeoutMs, index, options_.tries - 1});
+  AskedHost& host = hosts_[probe.host];
+  if (host.asked < 0) host.asked = now;
+  waits_.push_back({now, now, index, options_.tries - 1});
   return true;
 }
 
 void Sweep::expire() {
   const std::int64_t now = clock_();
   budget_.refill(now);
-  while (!deadlines_.empty() && deadlines_.front().at <= now) {
-    const Deadline deadline = deadlines_.front();
-    const bool isRunning = targets_.probes[deadline.probe].state == Probe::State::RUNNING;
-    if (isRunning && isToRepeat(deadline) && !budget_.take()) return;
-    deadlines_.pop_front();
-    if (isRunning) repeatOrGiveUp(deadline, now);
+  while (expireFirst(now)) {
+  }
+  const std::int64_t longestWait = std::int64_t{options_.timeoutMs} * options_.tries;
+  for (; !longWaits_.empty() && longWaits_.front().start + longestWait <= now; longWaits_.pop_front()) {
+    if (isRunning(longWaits_.front())) giveUp(longWaits_.front().probe);
   }
 }
 
-bool Sweep::isToRepeat(const Deadline& deadline) {
-  return deadline.triesLeft > 0 && proberOf(targets_.probes[deadline.probe]).isToRepeat();
+// False when none is due, or none may be sent for now.
+bool Sweep::expireFirst(std::int64_t now) {
+  const std::int64_t patience = options_.isPatient ? options_.timeoutMs : patience_.milliseconds();
+  if (waits_.empty() || waits_.front().asked + patience > now) return false;
+  const Wait wait = waits_.front();
+  if (isRunning(wait) && isToRepeat(wait) && !budget_.take()) return false;
+  waits_.pop_front();
+  if (!isRunning(wait)) return true;
+  if (isSilent(wait.probe, now - patience * options_.tries)) {
+    giveUp(wait.probe);
+  } else if (wait.triesLeft > 0) {
+    repeat(wait, now);
+  } else {
+    longWaits_.push_back(wait);
+  }
+  return true;
 }
 
-void Sweep::repeatOrGiveUp(const Deadline& deadline, std::int64_t now) {
-  Prober& prober = proberOf(targets_.probes[deadline.probe]);
-  if (deadline.triesLeft == 0) {
-    failed(deadline.probe, prober.giveUp(deadline.probe));
-    return;
-  }
-  deadlines_.push_back({now + options_.timeoutMs, deadline.probe, deadline.triesLeft - 1});
+bool Sweep::isToRepeat(const Wait& wait) {
+  return wait.triesLeft > 0 && proberOf(targets_.probes[wait.probe]).isToRepeat();
+}
+
+// Of a host that was asked once only, a packet may have been lost: TCP takes a second to send it again.
+bool Sweep::isSilent(ProbeIndex probe, std::int64_t since) const {
+  const AskedHost& host = hosts_[targets_.probes[probe].host];
+  return !host.hasShownItself && host.isAskedAgain && host.asked <= since;
+}
+
+void Sweep::repeat(const Wait& wait, std::int64_t now) {
+  waits_.push_back({wait.start, now, wait.probe, wait.triesLeft - 1});
+  if (!isToRepeat(wait)) return;
+  const Probe& probe = targets_.probes[wait.probe];
   // Where the system has no room for the packet now, the next try has to do.
-  if (isToRepeat(deadline)) static_cast<void>(prober.start(deadline.probe));
+  if (proberOf(probe).start(wait.probe)) hosts_[probe.host].isAskedAgain = true;
 }
+
+void Sweep::giveUp(ProbeIndex index) { fail(index, proberOf(targets_.probes[index]).giveUp(index)); }
 
 bool Sweep::end(ProbeIndex index) {
   Probe& probe = targets_.probes[index];
@@ -157,6 +182,7 @@ bool Sweep::end(ProbeIndex index) {
 
 void Sweep::answered(ProbeIndex index, const String& model, const String& systemObjectId) {
   if (!end(index)) return;
+  noticed(index);
   Probe& probe = targets_.probes[index];
   probe.successful = true;
   probe.model = model;
@@ -164,7 +190,19 @@ void Sweep::answered(ProbeIndex index, const String& model, const String& system
   ++successful_;
 }
 
+void Sweep::noticed(ProbeIndex index) {
+  AskedHost& host = hosts_[targets_.probes[index].host];
+  if (!host.hasShownItself) patience_.onFirstSign(clock_() - host.asked);
+  host.hasShownItself = true;
+}
+
 void Sweep::failed(ProbeIndex index, const String& reason) {
+  // A refusal is a sign of life, but says nothing of the host's pace.
+  hosts_[targets_.probes[index].host].hasShownItself = true;
+  fail(index, reason);
+}
+
+void Sweep::fail(ProbeIndex index, const String& reason) {
   if (end(index)) targets_.probes[index].reason = reason;
 }
 

@@ -10,6 +10,7 @@
 #include "platform/loop/KXEventLoop.h"
 #include "tools/servicescan/Neighbours.h"
 #include "tools/servicescan/Pace.h"
+#include "tools/servicescan/Patience.h"
 #include "tools/servicescan/Prober.h"
 
 namespace ServiceScan {
@@ -17,6 +18,7 @@ namespace ServiceScan {
 struct SweepOptions {
   std::uint32_t timeoutMs = 1000;  // of one try
   std::uint32_t tries = 2;
+  bool isPatient = false;              // waits that long at hosts that show no sign of life, too
   std::uint32_t parallel = 4096;       // probes in flight
   std::uint32_t packetsPerSecond = 0;  // 0: as fast as answers come
 };
@@ -43,6 +45,7 @@ class Sweep final : public Outcome {
 
   void answered(ProbeIndex probe, const String& model, const String& systemObjectId) override;
   void failed(ProbeIndex probe, const String& reason) override;
+  void noticed(ProbeIndex probe) override;
   void batchEnded() override;
 
  private:
@@ -52,14 +55,18 @@ class Sweep final : public Outcome {
     std::size_t next = 0;
     Pace pace;
   };
-  struct Deadline {
-    std::int64_t at;
+  struct Wait {
+    std::int64_t start;  // of the first try
+    std::int64_t asked;  // the last time
     ProbeIndex probe;
     std::uint32_t triesLeft;
   };
   struct AskedHost {
+    std::int64_t asked = -1;  // for the first time
     std::uint32_t probesLeft = 0;
     std::uint32_t number = 0;  // among those that are asked at all
+    bool hasShownItself = false;
+    bool isAskedAgain = false;
   };
   struct EndedHost {
     std::int64_t at;
@@ -73,8 +80,13 @@ class Sweep final : public Outcome {
   void startProbes();
   bool startNext(Lane& lane, std::int64_t now);
   void expire();
-  bool isToRepeat(const Deadline& deadline);
-  void repeatOrGiveUp(const Deadline& deadline, std::int64_t now);
+  bool expireFirst(std::int64_t now);
+  bool isRunning(const Wait& wait) const { return targets_.probes[wait.probe].state == Probe::State::RUNNING; }
+  bool isToRepeat(const Wait& wait);
+  bool isSilent(ProbeIndex probe, std::int64_t since) const;
+  void repeat(const Wait& wait, std::int64_t now);
+  void giveUp(ProbeIndex probe);
+  void fail(ProbeIndex probe, const String& reason);
   bool end(ProbeIndex probe);
   void giveNeighboursBack(std::int64_t now);
 
@@ -85,7 +97,11 @@ class Sweep final : public Outcome {
   Targets& targets_;
   Probers* probers_ = nullptr;
   std::array<Lane, SERVICES> lanes_;
-  std::deque<Deadline> deadlines_;  // all wait equally long, so the earliest is in front
+  Patience patience_;
+  // All in one queue wait equally long, so the earliest is in front: those whose last try is not over for a silent
+  // host, and those that have had it at hosts that are there, and wait for the rest of their time.
+  std::deque<Wait> waits_;
+  std::deque<Wait> longWaits_;
   PacketBudget budget_;
   std::vector<AskedHost> hosts_;  // beside those of the targets
   std::uint32_t hostsAsked_ = 0;
