@@ -216,6 +216,7 @@ void syncForTwoSeconds() {
 
 int main(int argc, char** argv) {
   const std::string_view what = argc > 1 ? argv[1] : "";
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);
   if (what == "sync") {
     syncForTwoSeconds();
   } else if (what == "memory") {

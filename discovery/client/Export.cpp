@@ -8,11 +8,13 @@ namespace KX::NMS::Discovery {
 Property::Value CClientDiscoveryService::exportNodes(ExportMode mode) {
   if (repository_ == nullptr) return Property::Value::array();
   const auto& known = repository_->getNodes();
-  Property::Value nodes = Property::Value::array(mode == All ? known.size() : 0);
   DISCOVERY_TRACE(3, getLogPrefix(), "Collecting %d nodes from repository%s", static_cast<int>(known.size()),
                   mode == All ? " (all)" : " (changes only)");
   ExportCounts counts;
-  for (const KXLWPtr<Node>& node : known) exportNode(*node, mode, nodes, counts);
+  const auto marked = mode == All ? KXVector<KXLWPtr<Node>>() : repository_->getMarkedNodes();
+  const auto& exported = mode == All ? known : marked;
+  Property::Value nodes = Property::Value::array(exported.size());
+  for (const KXLWPtr<Node>& node : exported) exportNode(*node, mode, nodes, counts);
   logExport(nodes, counts);
   repository_->clearChangeMarks();
   return nodes;

@@ -2,6 +2,7 @@
 #include "discovery/repository/Node.h"
 
 #include "discovery/common/Nesting.h"
+#include "platform/text/Utf8.h"
 
 namespace KX::NMS::Discovery {
 namespace {
@@ -24,6 +25,21 @@ String statusText(NodeStatus status) {
   }
 }
 
+// Whether the new text reads differently on the wire, where bytes that are no UTF-8 all read the same.
+bool replace(String& text, const String& by) {
+  if (by.isEmpty() || text == by) return false;
+  const bool differs = !(toValidUtf8(text) == toValidUtf8(by));
+  text = by;
+  return differs;
+}
+
+bool isNamedByKey(const KXStringHashTable<Service>& services) {
+  for (const auto& entry : services) {
+    if (!(entry.value.name == entry.key)) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 Property::Value Node::toPropertyValue(ServiceSelector selector) const {
@@ -42,6 +58,26 @@ Property::Value Node::toPropertyValue(ServiceSelector selector) const {
     value["services"_s] = services;
   }
   return value;
+}
+
+bool Node::update(const KXStringHashTable<Service>& services, const String& model, const String& systemObjectID) {
+  const bool isModelNew = replace(model_, model);
+  const bool isObjectNew = replace(systemObjectID_, systemObjectID);
+  return updateServices(services) || isModelNew || isObjectNew;
+}
+
+bool Node::updateServices(const KXStringHashTable<Service>& services) {
+  // On the wire a service stands under its name. Where that is not its key, services may hide each other there, and
+  // only the texts can tell.
+  const bool isSimple = isNamedByKey(services) && isNamedByKey(services_);
+  const String before = isSimple ? String() : toPropertyValue(WithServices).toJson();
+  bool differs = false;
+  for (const auto& entry : services) {
+    const Service* known = services_.find(entry.key);
+    differs = differs || known == nullptr || known->port != entry.value.port;
+  }
+  if (differs || !isSimple) services_.setAll(services);
+  return isSimple ? differs : !(toPropertyValue(WithServices).toJson() == before);
 }
 
 void Node::getInfo(InfoContainer& container, unsigned maxLevel, unsigned level, unsigned maxColumn, unsigned column,

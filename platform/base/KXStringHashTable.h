@@ -34,6 +34,15 @@ class KXStringHashTable {
     return buckets_.insert(Entry{key, std::move(value)});
   }
 
+  // set() for every entry of the other table, in its order.
+  void setAll(const KXStringHashTable& other) {
+    if (isEmpty() && buckets_.hasBucketsOf(other.buckets_)) {
+      buckets_ = other.buckets_;
+    } else {
+      for (const Entry& entry : other) set(entry.key, entry.value);
+    }
+  }
+
   // False when there is no such key.
   bool remove(std::string_view key) { return buckets_.remove(key); }
   void clear() { buckets_ = KX::TableBuckets<T>(); }

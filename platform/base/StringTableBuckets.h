@@ -37,6 +37,11 @@ struct TableArray {
     array->buckets = buckets;
     return array;
   }
+  static TableArray* copy(TableArray& other) {
+    TableArray* array = create(other.size, other.buckets);
+    for (std::uint32_t i = 0; i < other.size; ++i) array->append(other.entries()[i]);
+    return array;
+  }
   static void destroy(TableArray* array) {
     if (array == nullptr) return;
     for (std::uint32_t i = 0; i < array->size; ++i) array->entries()[i].~TableEntry<T>();
@@ -75,7 +80,12 @@ class TableBuckets {
   explicit TableBuckets(std::uint32_t buckets) {
     if (buckets != DEFAULT_BUCKETS) small_ = Array::create(0, buckets == 0 ? 1 : buckets);
   }
-  TableBuckets(const TableBuckets& other) : TableBuckets(other.count()) {
+  TableBuckets(const TableBuckets& other) {
+    if (!other.isLarge()) {
+      small_ = other.small_ == nullptr ? nullptr : Array::copy(*other.small_);
+      return;
+    }
+    *this = TableBuckets(other.count());
     for (Array* const* bucket = other.first(); bucket != other.last(); ++bucket) {
       for (std::uint32_t i = 0; *bucket != nullptr && i < (*bucket)->size; ++i) insert((*bucket)->entries()[i]);
     }
@@ -92,6 +102,11 @@ class TableBuckets {
     } else {
       Array::destroy(small_);
     }
+  }
+
+  // Whether entries would be walked in the same order here.
+  bool hasBucketsOf(const TableBuckets& other) const {
+    return count() == other.count() && isLarge() == other.isLarge();
   }
 
   std::size_t size() const {
