@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the node list costs: a sync from text in to text out, exports, service updates, removals, and memory. Beside the
 // sync stands the least that a program of this kind needs for it. Each figure is the median of several rounds.
-//   sync-bench         everything
-//   sync-bench memory  the memory alone, which an emulator can measure as well
-//   sync-bench sync    for a profiler: a sync of 1,000 nodes again and again, two seconds long
+//   sync-bench                      everything
+//   sync-bench memory               the memory alone, which an emulator can measure as well
+//   sync-bench sync|export [NODES]  one thing for two seconds, for a profiler
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -204,11 +204,20 @@ void printTimes() {
               100 * ten / (full[2] * static_cast<double>(LARGEST)));
 }
 
-void syncForTwoSeconds() {
-  const String request = syncRequest(SIZES[0]);
+// One thing again and again, for a profiler.
+void repeat(std::string_view what, std::size_t size) {
+  const String request = syncRequest(size);
+  Device known;
+  known.receive(request);
   for (double total = 0; total < 2e9;) {
-    Device device;
-    total += timed([&] { device.receive(request); });
+    Device fresh;
+    total += timed([&] {
+      if (what == "export") {
+        static_cast<void>(known.service().exportNodes(CClientDiscoveryService::All));
+      } else {
+        fresh.receive(request);
+      }
+    });
   }
 }
 
@@ -217,8 +226,8 @@ void syncForTwoSeconds() {
 int main(int argc, char** argv) {
   const std::string_view what = argc > 1 ? argv[1] : "";
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
-  if (what == "sync") {
-    syncForTwoSeconds();
+  if (what == "sync" || what == "export") {
+    repeat(what, argc > 2 ? std::strtoul(argv[2], nullptr, 10) : SIZES[0]);
   } else if (what == "memory") {
     printMemory();
   } else {

@@ -8,9 +8,11 @@ namespace KX::NMS::Discovery {
 namespace {
 
 unsigned nesting = 0;
+// Room for what most nodes have; one with an object identifier or onboarding needs more.
+constexpr std::size_t MOST_MEMBERS = 7;
 
-void setUnlessEmpty(Property::Value& object, const String& key, const String& text) {
-  if (!text.isEmpty()) object[key] = text;
+void addUnlessEmpty(Property::Value& object, String key, const String& text) {
+  if (!text.isEmpty()) object.addMember(std::move(key), text);
 }
 
 // A name of the wire as a string that needs no memory.
@@ -43,20 +45,23 @@ bool isNamedByKey(const KXStringHashTable<Service>& services) {
 }  // namespace
 
 Property::Value Node::toPropertyValue(ServiceSelector selector) const {
-  Property::Value value = Property::Value::object(9);
-  value["ipAddress"_s] = ipAddress_;
-  setUnlessEmpty(value, "physicalAddress"_s, physicalAddress_);
-  setUnlessEmpty(value, "interface"_s, interface_);
-  setUnlessEmpty(value, "model"_s, model_);
-  setUnlessEmpty(value, "systemObjectID"_s, systemObjectID_);
-  if (supportsOnboarding_) value["supportsOnboarding"_s] = true;
-  value["status"_s] = statusText(status_);
-  if (statusChangeDate_.isValid()) value["statusChangeDate"_s] = statusChangeDate_.utc().toString(Clock::MACHINE);
-  if (selector == WithServices && !services_.isEmpty()) {
-    Property::Value services = Property::Value::object(services_.size());
-    for (const auto& entry : services_) services[entry.value.name] = entry.value.toPropertyValue();
-    value["services"_s] = services;
+  WireServices services;
+  return toPropertyValue(selector, services);
+}
+
+Property::Value Node::toPropertyValue(ServiceSelector selector, WireServices& services) const {
+  Property::Value value = Property::Value::object(MOST_MEMBERS);
+  value.addMember("ipAddress"_s, ipAddress_);
+  addUnlessEmpty(value, "physicalAddress"_s, physicalAddress_);
+  addUnlessEmpty(value, "interface"_s, interface_);
+  addUnlessEmpty(value, "model"_s, model_);
+  addUnlessEmpty(value, "systemObjectID"_s, systemObjectID_);
+  if (supportsOnboarding_) value.addMember("supportsOnboarding"_s, true);
+  value.addMember("status"_s, statusText(status_));
+  if (statusChangeDate_.isValid()) {
+    value.addMember("statusChangeDate"_s, statusChangeDate_.utc().toString(Clock::MACHINE));
   }
+  if (selector == WithServices && !services_.isEmpty()) value.addMember("services"_s, services.get(services_));
   return value;
 }
 

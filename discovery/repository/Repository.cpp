@@ -28,7 +28,10 @@ KXVector<KXLWPtr<Node>> select(const KXVector<KXLWPtr<Node>>& nodes, Predicate i
 
 }  // namespace
 
-KXLWPtr<Node> Repository::getNodeByIpAddress(const String& ipAddress) const { return lookUp(byIpAddress_, ipAddress); }
+KXLWPtr<Node> Repository::getNodeByIpAddress(const String& ipAddress) const {
+  if (latest_ == nullptr || !(latest_->ipAddress_ == ipAddress)) latest_ = lookUp(byIpAddress_, ipAddress).get();
+  return latest_;
+}
 
 KXLWPtr<Node> Repository::setStatus(const String& ipAddress, NodeStatus status, const Clock* when, bool* changed) {
   setFlag(changed, false);
@@ -154,8 +157,10 @@ void Repository::takeOverPhysicalAddress(const KXLWPtr<Node>& node, const String
 }
 
 void Repository::enterIpAddress(const KXLWPtr<Node>& node) {
-  if (byIpAddress_.find(node->ipAddress_) != nullptr) ++displaced_;
+  const std::size_t before = byIpAddress_.size();
   byIpAddress_.set(node->ipAddress_, node);
+  if (byIpAddress_.size() == before) ++displaced_;
+  latest_ = node.get();
 }
 
 void Repository::leaveIpAddress(const KXLWPtr<Node>& node) {
@@ -164,6 +169,7 @@ void Repository::leaveIpAddress(const KXLWPtr<Node>& node) {
     return;
   }
   byIpAddress_.remove(node->ipAddress_);
+  latest_ = nullptr;
   if (displaced_ == 0) return;
   for (const KXLWPtr<Node>& heir : getNodes()) {
     if (heir == node || !(heir->ipAddress_ == node->ipAddress_)) continue;

@@ -69,6 +69,8 @@ class Repository {
   bool nodesChanged_ = false;
   // Nodes whose address another node's index entry holds; as long as there is none, no address is searched for heirs.
   std::size_t displaced_ = 0;
+  // What the index gave last, or null: an update of a node asks for it several times in a row.
+  mutable Node* latest_ = nullptr;
 };
 
 }  // namespace KX::NMS::Discovery

@@ -87,7 +87,8 @@ class TableBuckets {
     }
     *this = TableBuckets(other.count());
     for (Array* const* bucket = other.first(); bucket != other.last(); ++bucket) {
-      for (std::uint32_t i = 0; *bucket != nullptr && i < (*bucket)->size; ++i) insert((*bucket)->entries()[i]);
+      for (std::uint32_t i = 0; *bucket != nullptr && i < (*bucket)->size; ++i)
+        insert((*bucket)->entries()[i]);
     }
   }
   TableBuckets(TableBuckets&& other) noexcept : small_(std::exchange(other.small_, nullptr)) {}
@@ -114,23 +115,29 @@ class TableBuckets {
     return small_ == nullptr ? 0 : small_->size;
   }
   // The array that holds the key if the table has it; may be null.
-  Array* arrayFor(std::string_view key) const {
-    return isLarge() ? large()->heads()[kxHash(key) % large()->buckets] : small_;
+  Array* arrayFor(std::string_view key) const { return isLarge() ? arrayForHash(kxHash(key)) : small_; }
+  Array* arrayForHash(std::uint32_t hash) const {
+    return isLarge() ? large()->heads()[hash % large()->buckets] : small_;
   }
   Array* const* first() const { return isLarge() ? large()->heads() : &small_; }
   Array* const* last() const { return isLarge() ? large()->heads() + large()->buckets : &small_ + 1; }
 
   // The key must be new.
   T& insert(TableEntry<T> entry) {
+    const std::uint32_t hash = kxHash(entry.key);
+    return insert(std::move(entry), hash);
+  }
+  // The same for who knows the key's hash.
+  T& insert(TableEntry<T> entry, std::uint32_t hash) {
     if (size() >= SMALL || size() >= std::size_t{ENTRIES_PER_BUCKET} * count()) spread(size() + 1);
     if (isLarge()) {
       Large* table = large();
       ++table->size;
-      Array*& bucket = table->heads()[kxHash(entry.key) % table->buckets];
+      Array*& bucket = table->heads()[hash % table->buckets];
       return Array::insert(bucket, bucket == nullptr ? 0 : bucket->size, std::move(entry));
     }
     if (small_ == nullptr) small_ = Array::create(1, DEFAULT_BUCKETS);
-    const std::uint32_t position = positionFor(entry.key);
+    const std::uint32_t position = positionFor(hash);
     return Array::insert(small_, position, std::move(entry));
   }
 
@@ -161,8 +168,8 @@ class TableBuckets {
   }
 
   // Behind the last entry of the key's own bucket or a lower one.
-  std::uint32_t positionFor(std::string_view key) const {
-    const std::uint32_t bucket = kxHash(key) % small_->buckets;
+  std::uint32_t positionFor(std::uint32_t hash) const {
+    const std::uint32_t bucket = hash % small_->buckets;
     std::uint32_t position = small_->size;
     while (position > 0 && kxHash(small_->entries()[position - 1].key) % small_->buckets > bucket) --position;
     return position;
