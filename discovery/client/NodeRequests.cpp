@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The requests with which the server shapes the node list.
+#include <cstdint>
+#include <iterator>
+
 #include "discovery/client/CClientDiscoveryService.h"
 #include "discovery/common/Log.h"
 
@@ -60,6 +63,26 @@ KXStringHashTable<Service> servicesOf(const Property::Value& object) {
 
 }  // namespace
 
+// The service tables made last. In a request, equal "services" mostly share their contents, by whose address they are
+// known here while the request is there.
+class CClientDiscoveryService::SyncServices {
+ public:
+  const KXStringHashTable<Service>& get(const Property::Value& object) {
+    const Property::Member* const members = object.members().data();
+    Made& made = made_[reinterpret_cast<std::uintptr_t>(members) / sizeof(Property::Member) % std::size(made_)];
+    if (made.members != members || members == nullptr) made = {members, servicesOf(object)};
+    return made.services;
+  }
+
+ private:
+  struct Made {
+    const Property::Member* members = nullptr;
+    KXStringHashTable<Service> services;
+  };
+
+  Made made_[16];
+};
+
 XCode CClientDiscoveryService::checkNodeRequest(const Property::Value& request) const {
   if (!request["nodes"].isArray()) return XCode::error("Expecting nodes array");
   return repository_ == nullptr ? XCode(XCode::GENERIC_ERROR) : XCode();
@@ -70,7 +93,8 @@ XCode CClientDiscoveryService::onSyncNodesRequestReceived(const Property::Value&
   const XCode refusal = checkNodeRequest(request);
   if (refusal.isErr()) return refuse(request, refusal);
   const bool isFirstSync = repository_->getNodes().isEmpty();
-  for (const Property::Value& element : request["nodes"].elements()) syncNode(element, isFirstSync);
+  SyncServices services;
+  for (const Property::Value& element : request["nodes"].elements()) syncNode(element, services, isFirstSync);
   Property::Value response;
   prepareAckResponse(response, request);
   dropRequest();
@@ -81,7 +105,7 @@ XCode CClientDiscoveryService::onSyncNodesRequestReceived(const Property::Value&
   return XCode();
 }
 
-void CClientDiscoveryService::syncNode(const Property::Value& element, bool isFirstSync) {
+void CClientDiscoveryService::syncNode(const Property::Value& element, SyncServices& services, bool isFirstSync) {
   const SyncElement given(element);
   KXLWPtr<Node> node;
   if (given.physicalAddress.isEmpty()) {
@@ -96,7 +120,7 @@ void CClientDiscoveryService::syncNode(const Property::Value& element, bool isFi
     }
   }
   if (given.services.isObject()) {
-    static_cast<void>(repository_->setDiscoveredServices(given.ipAddress, servicesOf(given.services), given.model,
+    static_cast<void>(repository_->setDiscoveredServices(given.ipAddress, services.get(given.services), given.model,
                                                          given.systemObjectID));
   }
   // What the server restores after a start needs no service scan again.

@@ -41,9 +41,17 @@ class TimeReader {
     return found;
   }
 
+  int digit() {
+    good_ = good_ && isAtDigit();
+    if (!good_) return 0;
+    const int value = rest_.front() - '0';
+    rest_.remove_prefix(1);
+    return value;
+  }
+
   int number(int digits, int largest) {
     int value = 0;
-    for (int i = 0; i < digits; ++i) value = value * 10 + (oneOf(DIGITS) - '0');
+    for (int i = 0; i < digits; ++i) value = value * 10 + digit();
     good_ = good_ && value <= largest;
     return value;
   }
@@ -78,8 +86,8 @@ class TimeReader {
     std::int64_t weight = MICROSECONDS;
     do {
       weight /= 10;
-      value += (oneOf(DIGITS) - '0') * weight;
-    } while (!rest_.empty() && DIGITS.find(rest_.front()) != std::string_view::npos);
+      value += digit() * weight;
+    } while (isAtDigit());
     return value;
   }
 
@@ -94,7 +102,7 @@ class TimeReader {
   }
 
  private:
-  static constexpr std::string_view DIGITS = "0123456789";
+  bool isAtDigit() const { return !rest_.empty() && rest_.front() >= '0' && rest_.front() <= '9'; }
 
   std::string_view rest_;
   bool good_ = true;
