@@ -9,7 +9,8 @@ function(kx_layer name)
   add_library(${name}-objects OBJECT)
   target_include_directories(${name}-objects PUBLIC
     $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kxdiscovery>)
-  target_compile_options(${name}-objects PRIVATE -fno-exceptions)
+  # Nobody replaces single functions of the shared libraries, so they may call their own directly and inline them.
+  target_compile_options(${name}-objects PRIVATE -fno-exceptions -fno-semantic-interposition)
   target_link_libraries(${name}-objects PRIVATE $<BUILD_INTERFACE:kxwarnings> ${arg_PRIVATE} PUBLIC ${arg_PUBLIC})
   set(KX_LAYER ${name})
   foreach(folder IN LISTS arg_FOLDERS)
@@ -28,6 +29,7 @@ function(kx_layer name)
     target_link_libraries(${name}${suffix} PRIVATE ${arg_PRIVATE} PUBLIC ${public_libraries})
     add_library(kxdiscovery::${name}${suffix} ALIAS ${name}${suffix})
   endforeach()
+  target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions)
   set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 0)
   set_target_properties(${name}-static PROPERTIES OUTPUT_NAME ${name})
   install(TARGETS ${name} ${name}-static EXPORT kxdiscovery

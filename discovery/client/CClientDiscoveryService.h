@@ -34,6 +34,7 @@ class CClientDiscoveryService : public CInherit<CClientDiscoveryService, CServic
   void sendJobStatusEvent(const Property::Value& job);
 
  private:
+  class SyncServices;
   struct ExportCounts {
     unsigned forced = 0;
     unsigned recentlyAdded = 0;
@@ -50,13 +51,11 @@ class CClientDiscoveryService : public CInherit<CClientDiscoveryService, CServic
 
   [[nodiscard]] XCode checkNodeRequest(const Property::Value& request) const;
   XCode refuse(const Property::Value& request, const XCode& reason);
-  void syncNode(const Property::Value& element, bool isFirstSync);
-  void syncServices(const Property::Value& element, const String& ipAddress);
-  void syncStatus(const Property::Value& element, const String& ipAddress);
+  void syncNode(const Property::Value& element, SyncServices& services, bool isFirstSync);
   KXLWPtr<Node> addManualNode(const String& ipAddress);
   Property::Value runForEach(const Property::Value& nodes,
                              Shell::Command (*makeCommand)(const Property::Value& node)) const;
-  static void exportNode(Node& node, ExportMode mode, Property::Value& nodes, ExportCounts& counts);
+  static Property::Value exportNode(Node& node, ExportMode mode, WireServices& services, ExportCounts& counts);
   void logExport(const Property::Value& nodes, const ExportCounts& counts) const;
 
   Repository* repository_ = nullptr;

@@ -8,38 +8,49 @@ namespace KX::NMS::Discovery {
 Property::Value CClientDiscoveryService::exportNodes(ExportMode mode) {
   if (repository_ == nullptr) return Property::Value::array();
   const auto& known = repository_->getNodes();
-  Property::Value nodes = Property::Value::array(mode == All ? known.size() : 0);
   DISCOVERY_TRACE(3, getLogPrefix(), "Collecting %d nodes from repository%s", static_cast<int>(known.size()),
                   mode == All ? " (all)" : " (changes only)");
   ExportCounts counts;
-  for (const KXLWPtr<Node>& node : known) exportNode(*node, mode, nodes, counts);
+  const auto marked = mode == All ? KXVector<KXLWPtr<Node>>() : repository_->getMarkedNodes();
+  const auto& exported = mode == All ? known : marked;
+  Property::Value nodes = Property::Value::array(exported.size());
+  WireServices services;
+  for (const KXLWPtr<Node>& node : exported) {
+    Property::Value value = exportNode(*node, mode, services, counts);
+    if (value.isValid()) nodes.add(std::move(value));
+  }
   logExport(nodes, counts);
   repository_->clearChangeMarks();
   return nodes;
 }
 
 // Kept on purpose: a changes-only export takes one mark a node, so a node that was added and has changed since is sent
-// twice, first as added, and by the next export as changed.
-void CClientDiscoveryService::exportNode(Node& node, ExportMode mode, Property::Value& nodes, ExportCounts& counts) {
+// twice, first as added, and by the next export as changed. Without a mark there is nothing to send: an unset value.
+Property::Value CClientDiscoveryService::exportNode(Node& node, ExportMode mode, WireServices& services,
+                                                    ExportCounts& counts) {
   if (mode == All) {
     node.clearRecentlyAdded();
     node.clearRecentlyDiscoveredServices();
     node.clearRecentlyChanged();
     ++counts.forced;
-    nodes.add(node.toPropertyValue(Node::WithServices));
-  } else if (node.isRecentlyAdded()) {
+    return node.toPropertyValue(Node::WithServices, services);
+  }
+  if (node.isRecentlyAdded()) {
     node.clearRecentlyAdded();
     ++counts.recentlyAdded;
-    nodes.add(node.toPropertyValue(Node::WithServices));
-  } else if (node.hasRecentlyDiscoveredServices()) {
+    return node.toPropertyValue(Node::WithServices, services);
+  }
+  if (node.hasRecentlyDiscoveredServices()) {
     node.clearRecentlyDiscoveredServices();
     ++counts.recentlyDiscoveredServices;
-    nodes.add(node.toPropertyValue(Node::WithServices));
-  } else if (node.isRecentlyChanged()) {
+    return node.toPropertyValue(Node::WithServices, services);
+  }
+  if (node.isRecentlyChanged()) {
     node.clearRecentlyChanged();
     ++counts.recentlyChanged;
-    nodes.add(node.toPropertyValue(Node::WithoutServices));
+    return node.toPropertyValue(Node::WithoutServices, services);
   }
+  return Property::Value();
 }
 
 void CClientDiscoveryService::logExport(const Property::Value& nodes, const ExportCounts& counts) const {

@@ -1,9 +1,87 @@
 // SPDX-License-Identifier: Apache-2.0
 // The requests with which the server shapes the node list.
+#include <cstdint>
+#include <iterator>
+
 #include "discovery/client/CClientDiscoveryService.h"
 #include "discovery/common/Log.h"
 
 namespace KX::NMS::Discovery {
+namespace {
+
+// What a sync reads of a node, in one walk over its members.
+struct SyncElement {
+  explicit SyncElement(const Property::Value& element) {
+    for (const Property::Member& member : element.members()) take(member.key, member.value);
+  }
+
+  String ipAddress;
+  String physicalAddress;
+  String interface;
+  String model;
+  String systemObjectID;
+  bool supportsOnboarding = false;
+  NodeStatus status = NodeStatus::UNKNOWN;  // leaves the node's as it is
+  Clock statusChangeDate;
+  Property::Value services;
+
+ private:
+  void take(std::string_view key, const Property::Value& value) {
+    if (key == "ipAddress") {
+      ipAddress = value.toString();
+    } else if (key == "physicalAddress") {
+      physicalAddress = value.toString();
+    } else if (key == "interface") {
+      interface = value.toString();
+    } else if (key == "model") {
+      model = value.toString();
+    } else if (key == "systemObjectID") {
+      systemObjectID = value.toString();
+    } else if (key == "supportsOnboarding") {
+      supportsOnboarding = value.toBoolOr(false);
+    } else if (key == "status") {
+      status = statusNamed(value.toString());
+    } else if (key == "statusChangeDate") {
+      statusChangeDate = Clock(value.toString(), Clock::UTC, 0);
+    } else if (key == "services") {
+      services = value;
+    }
+  }
+  static NodeStatus statusNamed(std::string_view name) {
+    if (name == "up") return NodeStatus::UP;
+    return name == "down" ? NodeStatus::DOWN : NodeStatus::UNKNOWN;
+  }
+};
+
+KXStringHashTable<Service> servicesOf(const Property::Value& object) {
+  KXStringHashTable<Service> services;
+  for (const Property::Member& member : object.members()) {
+    services.set(member.key, Service{member.key, member.value["port"].toUInt16Or(0)});
+  }
+  return services;
+}
+
+}  // namespace
+
+// The service tables made last. In a request, equal "services" mostly share their contents, by whose address they are
+// known here while the request is there.
+class CClientDiscoveryService::SyncServices {
+ public:
+  const KXStringHashTable<Service>& get(const Property::Value& object) {
+    const Property::Member* const members = object.members().data();
+    Made& made = made_[reinterpret_cast<std::uintptr_t>(members) / sizeof(Property::Member) % std::size(made_)];
+    if (made.members != members || members == nullptr) made = {members, servicesOf(object)};
+    return made.services;
+  }
+
+ private:
+  struct Made {
+    const Property::Member* members = nullptr;
+    KXStringHashTable<Service> services;
+  };
+
+  Made made_[16];
+};
 
 XCode CClientDiscoveryService::checkNodeRequest(const Property::Value& request) const {
   if (!request["nodes"].isArray()) return XCode::error("Expecting nodes array");
@@ -15,9 +93,11 @@ XCode CClientDiscoveryService::onSyncNodesRequestReceived(const Property::Value&
   const XCode refusal = checkNodeRequest(request);
   if (refusal.isErr()) return refuse(request, refusal);
   const bool isFirstSync = repository_->getNodes().isEmpty();
-  for (const Property::Value& element : request["nodes"].elements()) syncNode(element, isFirstSync);
+  SyncServices services;
+  for (const Property::Value& element : request["nodes"].elements()) syncNode(element, services, isFirstSync);
   Property::Value response;
   prepareAckResponse(response, request);
+  dropRequest();
   const Property::Value nodes = exportNodes(All);
   response["nodes"_s] = nodes;
   DISCOVERY_TRACE(3, getLogPrefix(), "Sending sync nodes response (with %d nodes)", static_cast<int>(nodes.size()));
@@ -25,45 +105,29 @@ XCode CClientDiscoveryService::onSyncNodesRequestReceived(const Property::Value&
   return XCode();
 }
 
-void CClientDiscoveryService::syncNode(const Property::Value& element, bool isFirstSync) {
-  const String ipAddress = element["ipAddress"].toString();
-  const String physicalAddress = element["physicalAddress"].toString();
-  const String interface = element["interface"].toString();
+void CClientDiscoveryService::syncNode(const Property::Value& element, SyncServices& services, bool isFirstSync) {
+  const SyncElement given(element);
   KXLWPtr<Node> node;
-  if (physicalAddress.isEmpty()) {
-    node = addManualNode(ipAddress);
+  if (given.physicalAddress.isEmpty()) {
+    node = addManualNode(given.ipAddress);
   } else {
     bool added = false;
-    node = repository_->addDiscoveredNode(physicalAddress, ipAddress, interface, element["model"].toString(),
-                                          element["supportsOnboarding"].toBoolOr(false), Repository::KeepExisting,
-                                          &added, nullptr);
+    node = repository_->addDiscoveredNode(given.physicalAddress, given.ipAddress, given.interface, given.model,
+                                          given.supportsOnboarding, Repository::KeepExisting, &added, nullptr);
     if (added && isTracing(2)) {
       DISCOVERY_TRACE(3, getLogPrefix(), "  New discovered node from server: %s at %s on interface %s",
-                      ipAddress.c_str(), physicalAddress.c_str(), interface.c_str());
+                      given.ipAddress.c_str(), given.physicalAddress.c_str(), given.interface.c_str());
     }
   }
-  syncServices(element, ipAddress);
+  if (given.services.isObject()) {
+    static_cast<void>(repository_->setDiscoveredServices(given.ipAddress, services.get(given.services), given.model,
+                                                         given.systemObjectID));
+  }
   // What the server restores after a start needs no service scan again.
   if (isFirstSync) node->setPendingServiceScans(0);
-  syncStatus(element, ipAddress);
-}
-
-void CClientDiscoveryService::syncServices(const Property::Value& element, const String& ipAddress) {
-  if (!element["services"].isObject()) return;
-  KXStringHashTable<Service> services;
-  for (const Property::Member& member : element["services"].members()) {
-    services.set(member.key, Service{member.key, member.value["port"].toUInt16Or(0)});
+  if (given.status != NodeStatus::UNKNOWN) {
+    static_cast<void>(repository_->setStatus(given.ipAddress, given.status, &given.statusChangeDate, nullptr));
   }
-  static_cast<void>(repository_->setDiscoveredServices(ipAddress, services, element["model"].toString(),
-                                                       element["systemObjectID"].toString()));
-}
-
-void CClientDiscoveryService::syncStatus(const Property::Value& element, const String& ipAddress) {
-  const String status = element["status"].toString();
-  if (!(status == "up") && !(status == "down")) return;
-  const Clock changeDate(element["statusChangeDate"].toString(), Clock::UTC, 0);
-  static_cast<void>(
-      repository_->setStatus(ipAddress, status == "up" ? NodeStatus::UP : NodeStatus::DOWN, &changeDate, nullptr));
 }
 
 KXLWPtr<Node> CClientDiscoveryService::addManualNode(const String& ipAddress) {

@@ -2,14 +2,17 @@
 #include "discovery/repository/Node.h"
 
 #include "discovery/common/Nesting.h"
+#include "platform/text/Utf8.h"
 
 namespace KX::NMS::Discovery {
 namespace {
 
 unsigned nesting = 0;
+// Room for what most nodes have; one with an object identifier or onboarding needs more.
+constexpr std::size_t MOST_MEMBERS = 7;
 
-void setUnlessEmpty(Property::Value& object, const String& key, const String& text) {
-  if (!text.isEmpty()) object[key] = text;
+void addUnlessEmpty(Property::Value& object, String key, const String& text) {
+  if (!text.isEmpty()) object.addMember(std::move(key), text);
 }
 
 // A name of the wire as a string that needs no memory.
@@ -24,24 +27,62 @@ String statusText(NodeStatus status) {
   }
 }
 
+// Whether the new text reads differently on the wire, where bytes that are no UTF-8 all read the same.
+bool replace(String& text, const String& by) {
+  if (by.isEmpty() || text == by) return false;
+  const bool differs = !(toValidUtf8(text) == toValidUtf8(by));
+  text = by;
+  return differs;
+}
+
+bool isNamedByKey(const KXStringHashTable<Service>& services) {
+  for (const auto& entry : services) {
+    if (!(entry.value.name == entry.key)) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 Property::Value Node::toPropertyValue(ServiceSelector selector) const {
-  Property::Value value = Property::Value::object(9);
-  value["ipAddress"_s] = ipAddress_;
-  setUnlessEmpty(value, "physicalAddress"_s, physicalAddress_);
-  setUnlessEmpty(value, "interface"_s, interface_);
-  setUnlessEmpty(value, "model"_s, model_);
-  setUnlessEmpty(value, "systemObjectID"_s, systemObjectID_);
-  if (supportsOnboarding_) value["supportsOnboarding"_s] = true;
-  value["status"_s] = statusText(status_);
-  if (statusChangeDate_.isValid()) value["statusChangeDate"_s] = statusChangeDate_.utc().toString(Clock::MACHINE);
-  if (selector == WithServices && !services_.isEmpty()) {
-    Property::Value services = Property::Value::object(services_.size());
-    for (const auto& entry : services_) services[entry.value.name] = entry.value.toPropertyValue();
-    value["services"_s] = services;
+  WireServices services;
+  return toPropertyValue(selector, services);
+}
+
+Property::Value Node::toPropertyValue(ServiceSelector selector, WireServices& services) const {
+  Property::Value value = Property::Value::object(MOST_MEMBERS);
+  value.addMember("ipAddress"_s, ipAddress_);
+  addUnlessEmpty(value, "physicalAddress"_s, physicalAddress_);
+  addUnlessEmpty(value, "interface"_s, interface_);
+  addUnlessEmpty(value, "model"_s, model_);
+  addUnlessEmpty(value, "systemObjectID"_s, systemObjectID_);
+  if (supportsOnboarding_) value.addMember("supportsOnboarding"_s, true);
+  value.addMember("status"_s, statusText(status_));
+  if (statusChangeDate_.isValid()) {
+    value.addMember("statusChangeDate"_s, statusChangeDate_.utc().toString(Clock::MACHINE));
   }
+  if (selector == WithServices && !services_.isEmpty()) value.addMember("services"_s, services.get(services_));
   return value;
+}
+
+bool Node::update(const KXStringHashTable<Service>& services, const String& model, const String& systemObjectID) {
+  const bool isModelNew = replace(model_, model);
+  const bool isObjectNew = replace(systemObjectID_, systemObjectID);
+  return updateServices(services) || isModelNew || isObjectNew;
+}
+
+bool Node::updateServices(const KXStringHashTable<Service>& services) {
+  // On the wire a service stands under its name. Where that is not its key, services may hide each other there, and
+  // only the texts can tell.
+  const bool isSimple = isNamedByKey(services) && isNamedByKey(services_);
+  const String before = isSimple ? String() : toPropertyValue(WithServices).toJson();
+  bool differs = false;
+  for (const auto& entry : services) {
+    const Service* known = services_.find(entry.key);
+    differs = differs || known == nullptr || known->port != entry.value.port;
+  }
+  if (differs || !isSimple) services_.setAll(services);
+  return isSimple ? differs : !(toPropertyValue(WithServices).toJson() == before);
 }
 
 void Node::getInfo(InfoContainer& container, unsigned maxLevel, unsigned level, unsigned maxColumn, unsigned column,

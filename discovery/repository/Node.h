@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "discovery/common/NodeStatus.h"
-#include "discovery/repository/Service.h"
+#include "discovery/repository/WireServices.h"
 #include "platform/base/KXPtr.h"
 #include "platform/base/KXStringHashTable.h"
 #include "platform/base/RefCounted.h"
@@ -49,28 +49,42 @@ class Node : public RefCounted {
 
   // The node as the server sees it; what is empty or unknown is left out.
   Property::Value toPropertyValue(ServiceSelector selector) const;
+  // The same for many nodes in a row, whose services have wire objects in common.
+  Property::Value toPropertyValue(ServiceSelector selector, WireServices& services) const;
   void getInfo(InfoContainer& container, unsigned maxLevel, unsigned level, unsigned maxColumn, unsigned column,
                const String& title) const;
 
  private:
+  friend class NodeList;
   friend class Repository;
 
+  // The place of a node that is in no list.
+  static constexpr std::uint32_t NO_PLACE = 0xffffffffU;
+
+  // Adds services and overwrites known ones; an empty text changes nothing. Whether the server would see a change,
+  // which is whether the JSON text of the wire object differs.
+  bool update(const KXStringHashTable<Service>& services, const String& model, const String& systemObjectID);
+  bool updateServices(const KXStringHashTable<Service>& services);
+  bool hasMark() const { return recentlyAdded_ || recentlyDiscoveredServices_ || recentlyChanged_; }
   void addDetails(InfoContainer& container, unsigned level, unsigned column) const;
 
-  bool manual_ = false;
-  bool discovered_ = false;
+  // There are as many of these as of nodes, so their order leaves no holes.
+  std::uint32_t place_ = NO_PLACE;  // the list's
   String physicalAddress_;
   String ipAddress_;
   String interface_;
   String model_;
   String systemObjectID_;
-  bool supportsOnboarding_ = false;
   NodeStatus status_ = NodeStatus::UNKNOWN;
-  Clock statusChangeDate_ = Clock::NOW();
   std::uint32_t pendingServiceScans_ = INITIAL_SERVICE_SCANS;
+  Clock statusChangeDate_ = Clock::NOW();
+  bool manual_ = false;
+  bool discovered_ = false;
+  bool supportsOnboarding_ = false;
   bool recentlyAdded_ = false;
   bool recentlyDiscoveredServices_ = false;
   bool recentlyChanged_ = false;
+  bool isListedAsMarked_ = false;  // the list's
   KXStringHashTable<Service> services_;
 };
 

@@ -28,7 +28,10 @@ KXVector<KXLWPtr<Node>> select(const KXVector<KXLWPtr<Node>>& nodes, Predicate i
 
 }  // namespace
 
-KXLWPtr<Node> Repository::getNodeByIpAddress(const String& ipAddress) const { return lookUp(byIpAddress_, ipAddress); }
+KXLWPtr<Node> Repository::getNodeByIpAddress(const String& ipAddress) const {
+  if (latest_ == nullptr || !(latest_->ipAddress_ == ipAddress)) latest_ = lookUp(byIpAddress_, ipAddress).get();
+  return latest_;
+}
 
 KXLWPtr<Node> Repository::setStatus(const String& ipAddress, NodeStatus status, const Clock* when, bool* changed) {
   setFlag(changed, false);
@@ -37,6 +40,7 @@ KXLWPtr<Node> Repository::setStatus(const String& ipAddress, NodeStatus status, 
   node->status_ = status;
   node->statusChangeDate_ = when != nullptr ? *when : Clock::NOW();
   node->recentlyChanged_ = true;
+  nodes_.mark(*node);
   nodesChanged_ = true;
   setFlag(changed, true);
   return node;
@@ -46,19 +50,17 @@ KXLWPtr<Node> Repository::setStatus(const String& ipAddress, NodeStatus status, 
 void Repository::removeNode(const String& ipAddress) {
   const KXLWPtr<Node> node = getNodeByIpAddress(ipAddress);
   if (node == nullptr) return;
-  std::size_t index = 0;
-  while (!(nodes_[index] == node)) ++index;
-  nodes_.removeAt(index);
+  nodes_.remove(node);
   leaveIpAddress(node);
   if (node->discovered_) byPhysicalAddress_.remove(node->physicalAddress_);
 }
 
 KXVector<KXLWPtr<Node>> Repository::getNodesWithPendingServiceScan() const {
-  return select(nodes_, [](const Node& node) { return node.pendingServiceScans_ != 0; });
+  return select(getNodes(), [](const Node& node) { return node.pendingServiceScans_ != 0; });
 }
 
 KXVector<KXLWPtr<Node>> Repository::getNodesWithPendingStatusScan() const {
-  return select(nodes_, [](const Node& node) { return !node.services_.isEmpty(); });
+  return select(getNodes(), [](const Node& node) { return !node.services_.isEmpty(); });
 }
 
 KXLWPtr<Node> Repository::addManualNode(const String& ipAddress, bool* added) {
@@ -120,12 +122,9 @@ KXLWPtr<Node> Repository::setDiscoveredServices(const String& ipAddress, const K
                                                 const String& model, const String& systemObjectID) {
   KXLWPtr<Node> node = getNodeByIpAddress(ipAddress);
   if (node == nullptr) return node;
-  const String before = node->toPropertyValue(Node::WithServices).toJson();
-  for (const auto& entry : services) node->services_.set(entry.key, entry.value);
-  if (!model.isEmpty()) node->model_ = model;
-  if (!systemObjectID.isEmpty()) node->systemObjectID_ = systemObjectID;
-  if (!(node->toPropertyValue(Node::WithServices).toJson() == before)) {
+  if (node->update(services, model, systemObjectID)) {
     node->recentlyDiscoveredServices_ = true;
+    nodes_.mark(*node);
     servicesChanged_ = true;
   }
   return node;
@@ -135,13 +134,15 @@ void Repository::clearChangeMarks() {
   nodesAdded_ = false;
   servicesChanged_ = false;
   nodesChanged_ = false;
+  nodes_.forgetUnmarked();
 }
 
 KXLWPtr<Node> Repository::create(const String& ipAddress) {
   const KXLWPtr<Node> node(new Node);
   node->ipAddress_ = ipAddress;
-  node->recentlyAdded_ = true;
   nodes_.add(node);
+  node->recentlyAdded_ = true;
+  nodes_.mark(*node);
   enterIpAddress(node);
   nodesAdded_ = true;
   return node;
@@ -156,8 +157,10 @@ void Repository::takeOverPhysicalAddress(const KXLWPtr<Node>& node, const String
 }
 
 void Repository::enterIpAddress(const KXLWPtr<Node>& node) {
-  if (byIpAddress_.find(node->ipAddress_) != nullptr) ++displaced_;
+  const std::size_t before = byIpAddress_.size();
   byIpAddress_.set(node->ipAddress_, node);
+  if (byIpAddress_.size() == before) ++displaced_;
+  latest_ = node.get();
 }
 
 void Repository::leaveIpAddress(const KXLWPtr<Node>& node) {
@@ -166,8 +169,9 @@ void Repository::leaveIpAddress(const KXLWPtr<Node>& node) {
     return;
   }
   byIpAddress_.remove(node->ipAddress_);
+  latest_ = nullptr;
   if (displaced_ == 0) return;
-  for (const KXLWPtr<Node>& heir : nodes_) {
+  for (const KXLWPtr<Node>& heir : getNodes()) {
     if (heir == node || !(heir->ipAddress_ == node->ipAddress_)) continue;
     byIpAddress_.set(heir->ipAddress_, heir);
     --displaced_;
@@ -182,7 +186,7 @@ void Repository::getInfo(InfoContainer& container, unsigned maxLevel, unsigned l
     container.add(level, column, String::format("%sLocal Node Repository", title.c_str()), String());
   }
   if (!scope.isOutermost()) return;
-  for (const KXLWPtr<Node>& node : nodes_) {
+  for (const KXLWPtr<Node>& node : getNodes()) {
     node->getInfo(container, maxLevel, level + 1, maxColumn, column, String());
   }
 }

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "discovery/repository/Node.h"
-#include "platform/base/KXVector.h"
+#include "discovery/repository/NodeList.h"
 
 namespace KX::NMS::Discovery {
 
@@ -25,7 +24,7 @@ class Repository {
   Repository(const Repository&) = delete;
   Repository& operator=(const Repository&) = delete;
 
-  const KXVector<KXLWPtr<Node>>& getNodes() const { return nodes_; }
+  const KXVector<KXLWPtr<Node>>& getNodes() const { return nodes_.nodes(); }
   // Null when there is no such node, as below.
   KXLWPtr<Node> getNodeByIpAddress(const String& ipAddress) const;
 
@@ -45,6 +44,8 @@ class Repository {
   KXLWPtr<Node> setDiscoveredServices(const String& ipAddress, const KXStringHashTable<Service>& services,
                                       const String& model, const String& systemObjectID);
 
+  // Every node with a change mark, in list order, for the changes-only export.
+  KXVector<KXLWPtr<Node>> getMarkedNodes() const { return nodes_.marked(); }
   // The export ends with this, whatever it exported.
   void clearChangeMarks();
 
@@ -59,7 +60,7 @@ class Repository {
   void enterIpAddress(const KXLWPtr<Node>& node);
   void leaveIpAddress(const KXLWPtr<Node>& node);
 
-  KXVector<KXLWPtr<Node>> nodes_;
+  NodeList nodes_;
   KXStringHashTable<KXLWPtr<Node>> byPhysicalAddress_;
   KXStringHashTable<KXLWPtr<Node>> byIpAddress_;
   // Kept for whoever reads a memory dump; nothing tests them, and every export clears all three.
@@ -68,6 +69,8 @@ class Repository {
   bool nodesChanged_ = false;
   // Nodes whose address another node's index entry holds; as long as there is none, no address is searched for heirs.
   std::size_t displaced_ = 0;
+  // What the index gave last, or null: an update of a node asks for it several times in a row.
+  mutable Node* latest_ = nullptr;
 };
 
 }  // namespace KX::NMS::Discovery

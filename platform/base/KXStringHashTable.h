@@ -29,9 +29,19 @@ class KXStringHashTable {
 
   // Adds the entry, or overwrites the value under its key.
   T& set(const String& key, T value) {
-    T* known = find(key);
+    const std::uint32_t hash = kxHash(key);
+    T* known = valueOf(buckets_.arrayForHash(hash), key);
     if (known != nullptr) return *known = std::move(value);
-    return buckets_.insert(Entry{key, std::move(value)});
+    return buckets_.insert(Entry{key, std::move(value)}, hash);
+  }
+
+  // set() for every entry of the other table, in its order.
+  void setAll(const KXStringHashTable& other) {
+    if (isEmpty() && buckets_.hasBucketsOf(other.buckets_)) {
+      buckets_ = other.buckets_;
+    } else {
+      for (const Entry& entry : other) set(entry.key, entry.value);
+    }
   }
 
   // False when there is no such key.

@@ -43,7 +43,8 @@ String::Buffer* String::reallocateBuffer(Buffer* buffer, std::size_t length) {
   return buffer;
 }
 
-void String::freeBuffer(Buffer* buffer) noexcept { std::free(buffer); }
+// Not inlined, or GCC warns of literals that would be freed: it does not see that their count keeps them.
+[[gnu::noinline]] void String::freeBuffer(Buffer* buffer) noexcept { std::free(buffer); }
 
 String::String(const char* text) : String(text == nullptr ? std::string_view() : text) {}
 

@@ -4,63 +4,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <new>
 #include <string_view>
 #include <utility>
 
 #include "platform/base/Memory.h"
-#include "platform/base/String.h"
+#include "platform/base/StringTableArray.h"
 
 namespace KX {
-
-template <class T>
-struct TableEntry {
-  String key;
-  T value;
-};
-
-// Entries in one block. A small table is one such array and keeps its bucket count in it.
-template <class T>
-struct TableArray {
-  std::uint32_t size;
-  std::uint32_t buckets;
-
-  TableEntry<T>* entries() { return reinterpret_cast<TableEntry<T>*>(this + 1); }
-
-  // Room is exact for the few entries that most arrays have, and in steps beyond.
-  static std::uint32_t capacityFor(std::uint32_t size) { return size <= 4 ? size : (size + 7U) & ~7U; }
-
-  static TableArray* create(std::uint32_t size, std::uint32_t buckets) {
-    static_assert(alignof(TableEntry<T>) <= alignof(std::max_align_t));
-    auto* array = static_cast<TableArray*>(allocate(sizeof(TableArray) + capacityFor(size) * sizeof(TableEntry<T>)));
-    array->size = 0;
-    array->buckets = buckets;
-    return array;
-  }
-  static void destroy(TableArray* array) {
-    if (array == nullptr) return;
-    for (std::uint32_t i = 0; i < array->size; ++i) array->entries()[i].~TableEntry<T>();
-    std::free(array);
-  }
-
-  // Puts the entry in front of the one at the position; the array may move.
-  static T& insert(TableArray*& array, std::uint32_t position, TableEntry<T> entry) {
-    TableArray* old = array;
-    if (old == nullptr || capacityFor(old->size + 1) != capacityFor(old->size)) {
-      array = create(old == nullptr ? 1 : old->size + 1, old == nullptr ? 0 : old->buckets);
-      for (std::uint32_t i = 0; old != nullptr && i < old->size; ++i) array->append(std::move(old->entries()[i]));
-      destroy(old);
-    }
-    array->append(std::move(entry));
-    for (std::uint32_t i = array->size - 1; i > position; --i) std::swap(array->entries()[i], array->entries()[i - 1]);
-    return array->entries()[position].value;
-  }
-  void removeAt(std::uint32_t position) {
-    for (std::uint32_t i = position; i + 1 < size; ++i) std::swap(entries()[i], entries()[i + 1]);
-    entries()[--size].~TableEntry<T>();
-  }
-  void append(TableEntry<T> entry) { new (&entries()[size++]) TableEntry<T>(std::move(entry)); }
-};
 
 // The storage of a KXStringHashTable: one pointer, to the array of a small table or, marked, to a large table's arrays.
 template <class T>
@@ -75,7 +25,12 @@ class TableBuckets {
   explicit TableBuckets(std::uint32_t buckets) {
     if (buckets != DEFAULT_BUCKETS) small_ = Array::create(0, buckets == 0 ? 1 : buckets);
   }
-  TableBuckets(const TableBuckets& other) : TableBuckets(other.count()) {
+  TableBuckets(const TableBuckets& other) {
+    if (!other.isLarge()) {
+      small_ = other.small_ == nullptr ? nullptr : Array::copy(*other.small_);
+      return;
+    }
+    *this = TableBuckets(other.count());
     for (Array* const* bucket = other.first(); bucket != other.last(); ++bucket) {
       for (std::uint32_t i = 0; *bucket != nullptr && i < (*bucket)->size; ++i) insert((*bucket)->entries()[i]);
     }
@@ -94,28 +49,39 @@ class TableBuckets {
     }
   }
 
+  // Whether entries would be walked in the same order here.
+  bool hasBucketsOf(const TableBuckets& other) const {
+    return count() == other.count() && isLarge() == other.isLarge();
+  }
+
   std::size_t size() const {
     if (isLarge()) return large()->size;
     return small_ == nullptr ? 0 : small_->size;
   }
   // The array that holds the key if the table has it; may be null.
-  Array* arrayFor(std::string_view key) const {
-    return isLarge() ? large()->heads()[kxHash(key) % large()->buckets] : small_;
+  Array* arrayFor(std::string_view key) const { return isLarge() ? arrayForHash(kxHash(key)) : small_; }
+  Array* arrayForHash(std::uint32_t hash) const {
+    return isLarge() ? large()->heads()[hash % large()->buckets] : small_;
   }
   Array* const* first() const { return isLarge() ? large()->heads() : &small_; }
   Array* const* last() const { return isLarge() ? large()->heads() + large()->buckets : &small_ + 1; }
 
   // The key must be new.
   T& insert(TableEntry<T> entry) {
+    const std::uint32_t hash = kxHash(entry.key);
+    return insert(std::move(entry), hash);
+  }
+  // The same for who knows the key's hash.
+  T& insert(TableEntry<T> entry, std::uint32_t hash) {
     if (size() >= SMALL || size() >= std::size_t{ENTRIES_PER_BUCKET} * count()) spread(size() + 1);
     if (isLarge()) {
       Large* table = large();
       ++table->size;
-      Array*& bucket = table->heads()[kxHash(entry.key) % table->buckets];
+      Array*& bucket = table->heads()[hash % table->buckets];
       return Array::insert(bucket, bucket == nullptr ? 0 : bucket->size, std::move(entry));
     }
     if (small_ == nullptr) small_ = Array::create(1, DEFAULT_BUCKETS);
-    const std::uint32_t position = positionFor(entry.key);
+    const std::uint32_t position = positionFor(hash);
     return Array::insert(small_, position, std::move(entry));
   }
 
@@ -146,8 +112,8 @@ class TableBuckets {
   }
 
   // Behind the last entry of the key's own bucket or a lower one.
-  std::uint32_t positionFor(std::string_view key) const {
-    const std::uint32_t bucket = kxHash(key) % small_->buckets;
+  std::uint32_t positionFor(std::uint32_t hash) const {
+    const std::uint32_t bucket = hash % small_->buckets;
     std::uint32_t position = small_->size;
     while (position > 0 && kxHash(small_->entries()[position - 1].key) % small_->buckets > bucket) --position;
     return position;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/base/Memory.h"
+#include "platform/property/BlockCache.h"
 #include "platform/property/JsonStream.h"
 #include "platform/property/StringCache.h"
 #include "platform/property/Value.h"
@@ -66,6 +67,7 @@ class ValueHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
     return true;
   }
   std::span<Value> last(std::size_t parts) { return std::span<Value>(waiting_).last(parts); }
+  static ValueBlock* makeObject(std::span<Value> parts);
   // Puts the block in the place of the parts that it was made of.
   bool finish(ValueBlock* block, std::size_t parts);
   bool fail(const char* what) {
@@ -80,6 +82,7 @@ class ValueHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
   unsigned depth_ = 0;
   StringCache keys_;
   StringCache texts_;
+  BlockCache objects_;
 };
 
 bool ValueHandler::start() {
@@ -93,10 +96,20 @@ bool ValueHandler::EndArray(rapidjson::SizeType size) {
   return finish(block, size);
 }
 
-// Of equal keys the last one's value stands in the first one's place.
 bool ValueHandler::EndObject(rapidjson::SizeType size) {
-  ValueBlock* block = ValueBlock::create(true, size);
   const std::span<Value> parts = last(2 * std::size_t{size});
+  ValueBlock** const slot = objects_.slotFor(parts);
+  ValueBlock* block = slot == nullptr ? nullptr : BlockCache::get(*slot, parts);
+  if (block == nullptr) {
+    block = makeObject(parts);
+    if (slot != nullptr) BlockCache::put(*slot, block);
+  }
+  return finish(block, parts.size());
+}
+
+// Of equal keys the last one's value stands in the first one's place.
+ValueBlock* ValueHandler::makeObject(std::span<Value> parts) {
+  ValueBlock* block = ValueBlock::create(true, parts.size() / 2);
   for (std::size_t i = 0; i < parts.size(); i += 2) {
     const std::uint32_t known = block->find(parts[i].stringView());
     if (known == ValueBlock::NONE) {
@@ -105,7 +118,7 @@ bool ValueHandler::EndObject(rapidjson::SizeType size) {
       block->members()[known].value = std::move(parts[i + 1]);
     }
   }
-  return finish(block, parts.size());
+  return block;
 }
 
 bool ValueHandler::finish(ValueBlock* block, std::size_t parts) {

@@ -41,14 +41,20 @@ class JsonWriter {
 };
 
 void JsonWriter::quoted(std::string_view text) {
-  json_.append('"');
-  const char* next = text.data();
-  const char* const end = next + text.size();
-  for (;;) {
+  char* to = json_.room(text.size() + 2);
+  *to++ = '"';
+  const char* const end = text.data() + text.size();
+  const char* next = copyPlainText(text.data(), end, to);
+  if (next == end) {
+    *to++ = '"';
+    return json_.written(to);
+  }
+  json_.written(to);
+  while (next != end) {
+    next += special({next, static_cast<std::size_t>(end - next)});
     const char* const plainEnd = skipPlainText<true>(next, end);
     json_.append({next, static_cast<std::size_t>(plainEnd - next)});
-    if (plainEnd == end) break;
-    next = plainEnd + special({plainEnd, static_cast<std::size_t>(end - plainEnd)});
+    next = plainEnd;
   }
   json_.append('"');
 }

@@ -3,6 +3,7 @@
 
 #include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 
@@ -41,6 +42,25 @@ const char* skipPlainText(const char* text, const char* end) {
   };
   while (text != end && isPlain(*text)) ++text;
   return text;
+}
+
+// Copies the text up to where it is not plain ASCII, which is given back; `to` moves behind the copy. Most strings are
+// shorter than it takes to call memcpy.
+inline const char* copyPlainText(const char* text, const char* end, char*& to) {
+  const char* const plainEnd = skipPlainText<true>(text, end);
+  const auto size = static_cast<std::size_t>(plainEnd - text);
+  constexpr std::size_t WORD = sizeof(std::uint64_t);
+  if (size >= WORD && size <= 4 * WORD) {
+    // The last word overlaps the one before it.
+    for (std::size_t i = 0; i + WORD < size; i += WORD) std::memcpy(to + i, text + i, WORD);
+    std::memcpy(to + size - WORD, plainEnd - WORD, WORD);
+  } else if (size < WORD) {
+    for (std::size_t i = 0; i < size; ++i) to[i] = text[i];
+  } else {
+    std::memcpy(to, text, size);
+  }
+  to += size;
+  return plainEnd;
 }
 
 }  // namespace KX::Property

@@ -35,9 +35,14 @@ class StringCache {
   static bool isSame(const String& known, std::string_view text) {
     const std::size_t size = text.size();
     if (known.length() != size) return false;
-    if (size < 8 || size > 16) return known == text;
-    return load<std::uint64_t>(known.c_str()) == load<std::uint64_t>(text.data()) &&
-           load<std::uint64_t>(known.c_str() + size - 8) == load<std::uint64_t>(text.data() + size - 8);
+    if (size >= 8 && size <= 16) return isSameAtEnds<std::uint64_t>(known.c_str(), text);
+    if (size >= 4 && size < 8) return isSameAtEnds<std::uint32_t>(known.c_str(), text);
+    return known == text;
+  }
+  template <class Word>
+  static bool isSameAtEnds(const char* known, std::string_view text) {
+    const std::size_t last = text.size() - sizeof(Word);
+    return load<Word>(known) == load<Word>(text.data()) && load<Word>(known + last) == load<Word>(text.data() + last);
   }
 
   // From the first and the last bytes.

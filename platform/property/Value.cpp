@@ -79,6 +79,12 @@ Value& Value::operator[](std::size_t index) & {
   return data_.block->elements()[index];
 }
 
+void Value::addMember(String key, Value value) {
+  become(Type::OBJECT);
+  data_.block = ValueBlock::writable(data_.block, true, 1);
+  data_.block->append(std::move(key), std::move(value));
+}
+
 Value& Value::add(Value element) {
   become(Type::ARRAY);
   data_.block = ValueBlock::writable(data_.block, false, 1);

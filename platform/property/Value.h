@@ -14,6 +14,7 @@
 
 namespace KX::Property {
 
+class BlockCache;
 struct Member;
 struct ValueBlock;
 
@@ -93,6 +94,8 @@ class Value {
   // Null when there is no such member; a member may be there with an unset value.
   const Value* find(std::string_view key) const;
 
+  // Adds a member that the object does not have yet, which is not checked: for whoever makes many objects of one shape.
+  void addMember(String key, Value value);
   // Appends to an array; anything else becomes an empty array first.
   Value& add(Value element);
   // Every member of the other object, in its order: one that is there already keeps its place and is overwritten or
@@ -138,6 +141,7 @@ class Value {
   String toYaml(unsigned indentation, unsigned step) const;
 
  private:
+  friend class BlockCache;
   friend struct ValueBlock;
 
   // A string and a block are one pointer each and move by their bits. The value's type says which member is in use.

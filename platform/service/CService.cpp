@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/service/CService.h"
 
+#include <utility>
+
 #include "platform/service/Message.h"
 
 namespace KX::NMS {
@@ -32,11 +34,14 @@ XCode CService::stop() {
   return result;
 }
 
-void CService::handleRequest(const Value& request) {
+void CService::handleRequest(Value request) {
   const RequestHandler* registered = handlers_.find(request["name"].getStringOr(String()));
   // A copy, since the handler may unregister itself.
   const RequestHandler handler = registered == nullptr ? RequestHandler() : *registered;
+  // A handler may get to handle another one.
+  Value* const outer = std::exchange(request_, &request);
   const XCode result = handler ? handler(request) : XCode::error("Unknown request"_s);
+  request_ = outer;
   if (result.isErr()) sendNakResponse(request, result);
 }
 
@@ -45,6 +50,10 @@ void CService::registerRequestHandler(const String& name, RequestHandler handler
 }
 
 void CService::unregisterRequestHandler(const String& name) { handlers_.remove(name); }
+
+void CService::dropRequest() {
+  if (request_ != nullptr) *request_ = Value();
+}
 
 void CService::prepareAckResponse(Value& response, const Value& request) const { response = Message::ack(request); }
 

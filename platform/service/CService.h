@@ -38,7 +38,7 @@ class CService : public CInherit<CService, CObject> {
   XCode start();
   XCode stop();
   // Calls the handler that is registered for the request's "name"; without one the answer is a nak "Unknown request".
-  void handleRequest(const KX::Property::Value& request);
+  void handleRequest(KX::Property::Value request);
 
   const String& serviceName() const { return serviceName_; }
   const String& description() const { return description_; }
@@ -55,6 +55,9 @@ class CService : public CInherit<CService, CObject> {
   void registerRequestHandler(const String& name, RequestHandler handler);
   void unregisterRequestHandler(const String& name);
 
+  // Gives back the memory of the request that is being handled, which for a large one the answer can use. What the
+  // handler was given is unset from then on, so it has prepared its response before and will return success.
+  void dropRequest();
   // Makes the response an ack to the request; members of its own are added afterwards.
   void prepareAckResponse(KX::Property::Value& response, const KX::Property::Value& request) const;
   // A nak that cannot be sent is dropped: there is nobody left to hear of it.
@@ -72,6 +75,7 @@ class CService : public CInherit<CService, CObject> {
   RTD::Monitor* monitor_;
   IChannel* channel_;
   KXStringHashTable<RequestHandler> handlers_;
+  KX::Property::Value* request_ = nullptr;  // the one that is being handled
   std::uint64_t sequence_ = 0;
   bool started_ = false;
 };

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/service/ServiceSession.h"
 
+#include <utility>
+
 #include "platform/monitor/Monitor.h"
 #include "platform/service/Message.h"
 
@@ -46,7 +48,7 @@ void ServiceSession::receive(std::string_view message) {
   }
   // The pointer keeps the service while a handler ends the session.
   const KXPPtr<CService> service = service_;
-  KXLockPtr<CService>(service)->handleRequest(request);
+  KXLockPtr<CService>(service)->handleRequest(std::move(request));
 }
 
 void ServiceSession::receiveTooLarge() {

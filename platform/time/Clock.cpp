@@ -41,9 +41,17 @@ class TimeReader {
     return found;
   }
 
+  int digit() {
+    good_ = good_ && isAtDigit();
+    if (!good_) return 0;
+    const int value = rest_.front() - '0';
+    rest_.remove_prefix(1);
+    return value;
+  }
+
   int number(int digits, int largest) {
     int value = 0;
-    for (int i = 0; i < digits; ++i) value = value * 10 + (oneOf(DIGITS) - '0');
+    for (int i = 0; i < digits; ++i) value = value * 10 + digit();
     good_ = good_ && value <= largest;
     return value;
   }
@@ -78,8 +86,8 @@ class TimeReader {
     std::int64_t weight = MICROSECONDS;
     do {
       weight /= 10;
-      value += (oneOf(DIGITS) - '0') * weight;
-    } while (!rest_.empty() && DIGITS.find(rest_.front()) != std::string_view::npos);
+      value += digit() * weight;
+    } while (isAtDigit());
     return value;
   }
 
@@ -94,7 +102,7 @@ class TimeReader {
   }
 
  private:
-  static constexpr std::string_view DIGITS = "0123456789";
+  bool isAtDigit() const { return !rest_.empty() && rest_.front() >= '0' && rest_.front() <= '9'; }
 
   std::string_view rest_;
   bool good_ = true;
@@ -130,28 +138,63 @@ std::int64_t localOffset(std::int64_t seconds) {
   return localtime_r(&time, &local) == nullptr ? 0 : local.tm_gmtoff;
 }
 
-// "2026-11-20", separator, "22:25:00". The year has more digits or a minus sign where it needs them.
-String dateAndTime(std::int64_t seconds, char separator) {
-  const std::int64_t days = floorDivide(seconds, SECONDS_PER_DAY);
-  const std::int64_t era = floorDivide(days, DAYS_PER_ERA);
-  // The library's years have 16 bits.
-  const std::chrono::year_month_day date(toDays(days - era * DAYS_PER_ERA));
-  const std::int64_t year = static_cast<int>(date.year()) + era * YEARS_PER_ERA;
-  const std::chrono::hh_mm_ss time(std::chrono::seconds(seconds - days * SECONDS_PER_DAY));
-  return String::format("%s%04lld-%02u-%02u%c%02d:%02d:%02d", year < 0 ? "-" : "",
-                        std::abs(static_cast<long long>(year)), static_cast<unsigned>(date.month()),
-                        static_cast<unsigned>(date.day()), separator, static_cast<int>(time.hours().count()),
-                        static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()));
-}
+// The text of a time, digit by digit: every node that is reported has one, and printf would be most of that work.
+class TimeWriter {
+ public:
+  // "2026-11-20", separator, "22:25:00". The year has more digits or a minus sign where it needs them.
+  void dateAndTime(std::int64_t seconds, char separator) {
+    const std::int64_t days = floorDivide(seconds, SECONDS_PER_DAY);
+    const std::int64_t era = floorDivide(days, DAYS_PER_ERA);
+    // The library's years have 16 bits.
+    const std::chrono::year_month_day date(toDays(days - era * DAYS_PER_ERA));
+    const std::int64_t year = static_cast<int>(date.year()) + era * YEARS_PER_ERA;
+    const auto time = static_cast<std::uint32_t>(seconds - days * SECONDS_PER_DAY);
+    if (year < 0) put('-');
+    number(static_cast<std::uint32_t>(std::abs(year)), 4);
+    put('-');
+    number(static_cast<unsigned>(date.month()), 2);
+    put('-');
+    number(static_cast<unsigned>(date.day()), 2);
+    put(separator);
+    number(time / 3600, 2);
+    put(':');
+    number(time / 60 % 60, 2);
+    put(':');
+    number(time % 60, 2);
+  }
+  // With leading zeros.
+  void number(std::uint32_t value, unsigned digits) {
+    char reversed[10];
+    unsigned count = 0;
+    for (; value != 0 || count < digits; value /= 10) reversed[count++] = static_cast<char>('0' + value % 10);
+    while (count > 0) put(reversed[--count]);
+  }
+  void put(char c) { text_[length_++] = c; }
+  String text() const { return {text_, length_}; }
+
+ private:
+  // A year has up to six digits.
+  char text_[48];
+  std::size_t length_ = 0;
+};
 
 String machineFormat(const KX::Clock::Time& time, bool isUtc) {
   // Offsets have whole minutes in RFC 3339; before railways, zones did not.
   const int minutes = isUtc ? 0 : static_cast<int>(localOffset(time.seconds) / 60);
-  String text = dateAndTime(time.seconds + minutes * 60, 'T');
-  text.concatf(".%03u", time.fraction / 1000);
-  if (isUtc) return text.append("Z");
-  const int distance = std::abs(minutes);
-  return text.concatf("%c%02d:%02d", minutes < 0 ? '-' : '+', distance / 60, distance % 60);
+  TimeWriter writer;
+  writer.dateAndTime(time.seconds + minutes * 60, 'T');
+  writer.put('.');
+  writer.number(time.fraction / 1000, 3);
+  if (isUtc) {
+    writer.put('Z');
+    return writer.text();
+  }
+  const auto distance = static_cast<unsigned>(std::abs(minutes));
+  writer.put(minutes < 0 ? '-' : '+');
+  writer.number(distance / 60, 2);
+  writer.put(':');
+  writer.number(distance % 60, 2);
+  return writer.text();
 }
 
 }  // namespace
@@ -201,7 +244,9 @@ String Clock::toString(unsigned format) const {
   const Time time = toTime();
   const bool isUtc = zone_ == UTC;
   if (format == MACHINE) return machineFormat(time, isUtc);
-  return dateAndTime(time.seconds + (isUtc ? 0 : localOffset(time.seconds)), ' ');
+  TimeWriter writer;
+  writer.dateAndTime(time.seconds + (isUtc ? 0 : localOffset(time.seconds)), ' ');
+  return writer.text();
 }
 
 }  // namespace KX

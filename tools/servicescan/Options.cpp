@@ -15,7 +15,7 @@ constexpr std::uint32_t MAX_TRIES = 100;
 constexpr std::uint32_t MAX_PARALLEL = 1'000'000;
 constexpr std::uint32_t MAX_RATE = 10'000'000;
 
-enum Option : int { TIMEOUT = 256, TRIES, COMMUNITY, PARALLEL, RATE, VERSION, HELP };
+enum Option : int { TIMEOUT = 256, TRIES, COMMUNITY, PARALLEL, RATE, PATIENT, VERSION, HELP };
 
 constexpr option OPTIONS[] = {
     {"json", no_argument, nullptr, 'j'},
@@ -25,6 +25,7 @@ constexpr option OPTIONS[] = {
     {"community", required_argument, nullptr, COMMUNITY},
     {"parallel", required_argument, nullptr, PARALLEL},
     {"rate", required_argument, nullptr, RATE},
+    {"patient", no_argument, nullptr, PATIENT},
     {"version", no_argument, nullptr, VERSION},
     {"help", no_argument, nullptr, HELP},
     {nullptr, 0, nullptr, 0},
@@ -66,6 +67,9 @@ XCode apply(int name, const char* value, Options& options) {
       return readNumber("parallel", value, 1, MAX_PARALLEL, options.sweep.parallel);
     case RATE:
       return readNumber("rate", value, 0, MAX_RATE, options.sweep.packetsPerSecond);
+    case PATIENT:
+      options.sweep.isPatient = true;
+      break;
     case VERSION:
       options.command = Options::Command::VERSION;
       break;
@@ -117,6 +121,7 @@ const char* usage() {
          "  --community TEXT         the SNMP community (default public)\n"
          "  --parallel N             at most so many probes in flight (default 4096)\n"
          "  --rate N                 at most so many packets or connections a second (default 0: as answers come)\n"
+         "  --patient                wait all the time at hosts that show no sign of life, too\n"
          "  --version, --help\n";
 }
 

@@ -11,6 +11,8 @@ class Outcome {
  public:
   virtual void answered(ProbeIndex probe, const String& model, const String& systemObjectId) = 0;
   virtual void failed(ProbeIndex probe, const String& reason) = 0;
+  // The host is there, whatever comes of the probe. An answer says so by itself.
+  virtual void noticed(ProbeIndex probe) = 0;
   // Comes after a batch of the two: there may be room for further probes.
   virtual void batchEnded() = 0;
 

@@ -106,6 +106,7 @@ class StreamProber::Connection {
     static_cast<void>(getsockopt(socket_.get(), SOL_SOCKET, SO_ERROR, &error, &length));
     failure_ = XCode::fromErrno(error).toString();
     if (error != 0) return Progress::FAILED;
+    prober_.outcome_.noticed(probe_);
     transport_ =
         prober_.tls_ == nullptr ? makePlainTransport(socket_.get()) : prober_.tls_->makeTransport(socket_.get());
     failure_ = "Out of resources"_s;

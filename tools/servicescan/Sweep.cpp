@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/servicescan/Sweep.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace ServiceScan {
@@ -25,6 +26,7 @@ Sweep::Sweep(KXEventLoop& loop, Milliseconds clock, const SweepOptions& options,
       options_(options),
       neighbours_(neighbours),
       targets_(targets),
+      patience_(options.timeoutMs),
       budget_(options.packetsPerSecond) {
   hosts_.resize(targets_.hosts.size());
   for (ProbeIndex index = 0; index < targets_.probes.size(); ++index) {
@@ -111,38 +113,64 @@ bool Sweep::startNext(Lane& lane, std::int64_t now) {
     --running_;
     return false;
   }
-  if (!hasStarted) failed(index, "Out of resources"_s);
+  if (!hasStarted) fail(index, "Out of resources"_s);
   ++lane.next;
-  deadlines_.push_back({now + options_.timeoutMs, index, options_.tries - 1});
+  AskedHost& host = hosts_[probe.host];
+  if (host.asked < 0) host.asked = now;
+  waits_.push({now + patience_.least(), now, now, index, options_.tries - 1});
   return true;
 }
 
 void Sweep::expire() {
   const std::int64_t now = clock_();
   budget_.refill(now);
-  while (!deadlines_.empty() && deadlines_.front().at <= now) {
-    const Deadline deadline = deadlines_.front();
-    const bool isRunning = targets_.probes[deadline.probe].state == Probe::State::RUNNING;
-    if (isRunning && isToRepeat(deadline) && !budget_.take()) return;
-    deadlines_.pop_front();
-    if (isRunning) repeatOrGiveUp(deadline, now);
+  while (expireFirst(now)) {
   }
 }
 
-bool Sweep::isToRepeat(const Deadline& deadline) {
-  return deadline.triesLeft > 0 && proberOf(targets_.probes[deadline.probe]).isToRepeat();
+// False when none is due, or none may be sent for now. What is due by the least of patience may have to wait on.
+bool Sweep::expireFirst(std::int64_t now) {
+  if (waits_.empty() || waits_.top().due > now) return false;
+  Wait wait = waits_.top();
+  const bool isWaiting = isRunning(wait);
+  wait.due = isToRepeat(wait) ? wait.asked + patience() : endOf(wait, now);
+  const bool isDue = isWaiting && wait.due <= now;
+  if (isDue && isToRepeat(wait) && !budget_.take()) return false;
+  waits_.pop();
+  if (!isDue) {
+    if (isWaiting) waits_.push(wait);
+  } else if (isToRepeat(wait)) {
+    repeat(wait, now);
+  } else {
+    giveUp(wait.probe);
+  }
+  return true;
 }
 
-void Sweep::repeatOrGiveUp(const Deadline& deadline, std::int64_t now) {
-  Prober& prober = proberOf(targets_.probes[deadline.probe]);
-  if (deadline.triesLeft == 0) {
-    failed(deadline.probe, prober.giveUp(deadline.probe));
-    return;
-  }
-  deadlines_.push_back({now + options_.timeoutMs, deadline.probe, deadline.triesLeft - 1});
+bool Sweep::isToRepeat(const Wait& wait) {
+  return wait.triesLeft > 0 && proberOf(targets_.probes[wait.probe]).isToRepeat();
+}
+
+// When the last try is over, as far as is known by now. Of a host that was asked once only, a packet may have been
+// lost: TCP takes a second to send it again.
+std::int64_t Sweep::endOf(const Wait& wait, std::int64_t now) const {
+  const AskedHost& host = hosts_[targets_.probes[wait.probe].host];
+  const std::int64_t silence = std::max(wait.asked + patience(), host.asked + patience() * options_.tries);
+  if (!host.hasShownItself && (silence > now || host.isAskedAgain)) return silence;
+  return wait.start + std::int64_t{options_.timeoutMs} * options_.tries;
+}
+
+void Sweep::repeat(Wait wait, std::int64_t now) {
+  wait.asked = now;
+  wait.due = now + patience_.least();
+  --wait.triesLeft;
+  waits_.push(wait);
+  const Probe& probe = targets_.probes[wait.probe];
   // Where the system has no room for the packet now, the next try has to do.
-  if (isToRepeat(deadline)) static_cast<void>(prober.start(deadline.probe));
+  if (proberOf(probe).start(wait.probe)) hosts_[probe.host].isAskedAgain = true;
 }
+
+void Sweep::giveUp(ProbeIndex index) { fail(index, proberOf(targets_.probes[index]).giveUp(index)); }
 
 bool Sweep::end(ProbeIndex index) {
   Probe& probe = targets_.probes[index];
@@ -157,6 +185,7 @@ bool Sweep::end(ProbeIndex index) {
 
 void Sweep::answered(ProbeIndex index, const String& model, const String& systemObjectId) {
   if (!end(index)) return;
+  noticed(index);
   Probe& probe = targets_.probes[index];
   probe.successful = true;
   probe.model = model;
@@ -164,7 +193,19 @@ void Sweep::answered(ProbeIndex index, const String& model, const String& system
   ++successful_;
 }
 
+void Sweep::noticed(ProbeIndex index) {
+  AskedHost& host = hosts_[targets_.probes[index].host];
+  if (!host.hasShownItself) patience_.onFirstSign(clock_() - host.asked);
+  host.hasShownItself = true;
+}
+
 void Sweep::failed(ProbeIndex index, const String& reason) {
+  // A refusal is a sign of life, but says nothing of the host's pace.
+  hosts_[targets_.probes[index].host].hasShownItself = true;
+  fail(index, reason);
+}
+
+void Sweep::fail(ProbeIndex index, const String& reason) {
   if (end(index)) targets_.probes[index].reason = reason;
 }
 

@@ -5,11 +5,13 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <queue>
 #include <vector>
 
 #include "platform/loop/KXEventLoop.h"
 #include "tools/servicescan/Neighbours.h"
 #include "tools/servicescan/Pace.h"
+#include "tools/servicescan/Patience.h"
 #include "tools/servicescan/Prober.h"
 
 namespace ServiceScan {
@@ -17,6 +19,7 @@ namespace ServiceScan {
 struct SweepOptions {
   std::uint32_t timeoutMs = 1000;  // of one try
   std::uint32_t tries = 2;
+  bool isPatient = false;              // waits that long at hosts that show no sign of life, too
   std::uint32_t parallel = 4096;       // probes in flight
   std::uint32_t packetsPerSecond = 0;  // 0: as fast as answers come
 };
@@ -43,6 +46,7 @@ class Sweep final : public Outcome {
 
   void answered(ProbeIndex probe, const String& model, const String& systemObjectId) override;
   void failed(ProbeIndex probe, const String& reason) override;
+  void noticed(ProbeIndex probe) override;
   void batchEnded() override;
 
  private:
@@ -52,14 +56,20 @@ class Sweep final : public Outcome {
     std::size_t next = 0;
     Pace pace;
   };
-  struct Deadline {
-    std::int64_t at;
+  struct Wait {
+    std::int64_t due;
+    std::int64_t start;  // of the first try
+    std::int64_t asked;  // the last time
     ProbeIndex probe;
     std::uint32_t triesLeft;
+    bool operator>(const Wait& other) const { return due > other.due; }
   };
   struct AskedHost {
+    std::int64_t asked = -1;  // for the first time
     std::uint32_t probesLeft = 0;
     std::uint32_t number = 0;  // among those that are asked at all
+    bool hasShownItself = false;
+    bool isAskedAgain = false;
   };
   struct EndedHost {
     std::int64_t at;
@@ -73,8 +83,14 @@ class Sweep final : public Outcome {
   void startProbes();
   bool startNext(Lane& lane, std::int64_t now);
   void expire();
-  bool isToRepeat(const Deadline& deadline);
-  void repeatOrGiveUp(const Deadline& deadline, std::int64_t now);
+  bool expireFirst(std::int64_t now);
+  std::int64_t patience() const { return options_.isPatient ? options_.timeoutMs : patience_.milliseconds(); }
+  bool isRunning(const Wait& wait) const { return targets_.probes[wait.probe].state == Probe::State::RUNNING; }
+  bool isToRepeat(const Wait& wait);
+  std::int64_t endOf(const Wait& wait, std::int64_t now) const;
+  void repeat(Wait wait, std::int64_t now);
+  void giveUp(ProbeIndex probe);
+  void fail(ProbeIndex probe, const String& reason);
   bool end(ProbeIndex probe);
   void giveNeighboursBack(std::int64_t now);
 
@@ -85,7 +101,8 @@ class Sweep final : public Outcome {
   Targets& targets_;
   Probers* probers_ = nullptr;
   std::array<Lane, SERVICES> lanes_;
-  std::deque<Deadline> deadlines_;  // all wait equally long, so the earliest is in front
+  Patience patience_;
+  std::priority_queue<Wait, std::vector<Wait>, std::greater<>> waits_;  // the earliest on top
   PacketBudget budget_;
   std::vector<AskedHost> hosts_;  // beside those of the targets
   std::uint32_t hostsAsked_ = 0;

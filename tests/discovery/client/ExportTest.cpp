@@ -34,6 +34,22 @@ constexpr char A_UP_HTTP[] =
 
 TEST_F(ExportTest, AllOfAnEmptyRepositoryIsAnEmptyArray) { EXPECT_EQ(exportAs(CClientDiscoveryService::All), "[]"); }
 
+TEST_F(ExportTest, EveryNodeHasItsOwnServicesHoweverManyAreAlike) {
+  std::string expected;
+  for (unsigned i = 0; i < 300; ++i) {
+    const String ip = String::format("n%u", i);
+    server_.repository.addManualNode(ip, nullptr);
+    KXStringHashTable<Service> services;
+    const String name = String::format("s%u", i % 7);
+    services.set(name, Service{name, static_cast<std::uint16_t>(i % 5)});
+    static_cast<void>(server_.repository.setDiscoveredServices(ip, services, "", ""));
+    expected += server_.repository.getNodeByIpAddress(ip)->toPropertyValue(Node::WithServices).toJson().c_str();
+    expected += ",";
+  }
+  expected.back() = ']';
+  EXPECT_EQ(exportAs(CClientDiscoveryService::All), "[" + expected);
+}
+
 TEST_F(ExportTest, AnAddedNodeIsExportedOnce) {
   server_.repository.addManualNode("a", nullptr);
   EXPECT_EQ(changes(), std::string("[") + A_NEW + "]");

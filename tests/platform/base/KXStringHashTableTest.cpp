@@ -33,6 +33,38 @@ std::vector<std::string> byBucket(std::vector<std::string> inserted, std::uint32
   return inserted;
 }
 
+TEST(KXStringHashTableTest, HashIsTheSameAtEveryLength) {
+  std::mt19937 random(3);
+  std::string text;
+  std::uint32_t expected = 0;
+  for (int length = 0; length < 100; ++length) {
+    EXPECT_EQ(kxHash(text), expected) << length;
+    text += static_cast<char>(random());
+    expected = expected ^ static_cast<unsigned char>(text.back()) ^ (expected << 5U);
+  }
+}
+
+TEST(KXStringHashTableTest, TakesAllOfAnotherTableAsIfOneByOne) {
+  for (const std::uint32_t buckets : {1U, 7U, 16U}) {
+    for (const int known : {0, 1, 30, 100}) {
+      for (const int given : {0, 3, 40, 200}) {
+        Table together;
+        Table oneByOne;
+        Table other(buckets);
+        for (int i = 0; i < known; ++i) together.set(numbered(3 * i).c_str(), i);
+        for (int i = 0; i < known; ++i) oneByOne.set(numbered(3 * i).c_str(), i);
+        for (int i = 0; i < given; ++i) other.set(numbered(2 * i).c_str(), -i);
+        together.setAll(other);
+        for (const Table::Entry& entry : other) oneByOne.set(entry.key, entry.value);
+        EXPECT_EQ(keysOf(together), keysOf(oneByOne)) << buckets << " " << known << " " << given;
+        for (const Table::Entry& entry : oneByOne) EXPECT_EQ(*together.find(entry.key), entry.value);
+        together.set("one more", 1);
+        EXPECT_EQ(other.find("one more"), nullptr);
+      }
+    }
+  }
+}
+
 TEST(KXStringHashTableTest, HashIsTheOneThatFixesTheOrder) {
   EXPECT_EQ(kxHash(""), 0U);
   EXPECT_EQ(kxHash("a"), 0x61U);

@@ -64,4 +64,41 @@ TEST(KXVectorTest, TakesElementsThatOnlyMove) {
   EXPECT_EQ(*vector[0], 2);
 }
 
+TEST(KXVectorTest, ItemsTakenOutLeaveNoGapThatCouldBeSeen) {
+  const auto pointers = [] {
+    KXVector<const char*> vector;
+    for (const char* item : {"a", "b", "c", "d"}) vector.add(item);
+    vector.takeOut(1);
+    vector.takeOut(0);
+    return vector;
+  };
+  EXPECT_THAT(pointers(), ElementsAre(testing::StrEq("c"), testing::StrEq("d")));
+  EXPECT_EQ(pointers().size(), 2U);
+  EXPECT_STREQ(pointers()[1], "d");
+  KXVector<const char*> vector = pointers();
+  vector.add("e");
+  EXPECT_THAT(vector, ElementsAre(testing::StrEq("c"), testing::StrEq("d"), testing::StrEq("e")));
+  KXVector<const char*> swapped;
+  KXVector<const char*> gappy = pointers();
+  swapped.swap(gappy);
+  EXPECT_EQ(swapped.size(), 2U);
+  EXPECT_TRUE(gappy.isEmpty());
+  KXVector<const char*> removed = pointers();
+  removed.removeAt(0);
+  EXPECT_THAT(removed, ElementsAre(testing::StrEq("d")));
+}
+
+TEST(KXVectorTest, ItemsKeepTheirSlotsUntilTheVectorIsLookedAt) {
+  int items[3] = {};
+  KXVector<int*> vector;
+  for (int& item : items) vector.add(&item);
+  vector.takeOut(0);
+  EXPECT_TRUE(vector.hasGaps());
+  EXPECT_TRUE(vector.isInSlot(2, &items[2]));
+  EXPECT_FALSE(vector.isInSlot(3, nullptr));
+  EXPECT_EQ(vector.size(), 2U);
+  EXPECT_FALSE(vector.hasGaps());
+  EXPECT_TRUE(vector.isInSlot(1, &items[2]));
+}
+
 }  // namespace

@@ -370,6 +370,27 @@ TEST(JsonReader, EqualShortStringsShareOneBuffer) {
   EXPECT_EQ(std::as_const(value)[0]["key"].stringView().data(), std::as_const(value)[1]["key"].stringView().data());
 }
 
+TEST(JsonReader, EqualSmallObjectsAreOneUntilOneIsChanged) {
+  Value value;
+  ASSERT_TRUE(
+      value.fromJson(R"([{"a":{"port":80}},{"a":{"port":80}},{"a":{"port":80.0}},{"a":{"port":"80"}}])").isSuccess());
+  const Value& read = value;
+  EXPECT_EQ(read[0].members().data(), read[1].members().data());
+  value[0]["a"]["port"] = 81;
+  EXPECT_EQ(value.toJson(), R"([{"a":{"port":81}},{"a":{"port":80}},{"a":{"port":80.0}},{"a":{"port":"80"}}])");
+}
+
+TEST(JsonReader, SmallObjectsThatDifferAreNotMistaken) {
+  std::string text = "[";
+  for (int i = 0; i < 2000; ++i) {
+    const std::string number = std::to_string(i % 700);
+    text += R"({"port":)" + number + R"(},{"p)" + number + R"(":true},{"x":{"port":)" + number + R"(}},{"a":1,"b":)" +
+            number + "},";
+  }
+  text.back() = ']';
+  EXPECT_EQ(roundTrip(text), text);
+}
+
 TEST(JsonReader, StringsThatDifferInOneByteAreNotMistaken) {
   Value value;
   std::string text = "[";

@@ -187,3 +187,20 @@ TEST_F(CServiceTest, PreparingReplacesWhatWasThere) {
   service->prepareAckResponse(message, request("echo"_s));
   EXPECT_FALSE(message["version"].isValid());
 }
+
+TEST_F(CServiceTest, ARequestThatItsHandlerDropsIsUnset) {
+  bool wasObject = false;
+  bool isValid = true;
+  service->registerRequestHandler("drop"_s, [&](const Value& given) {
+    wasObject = given.isObject();
+    service->dropRequest();
+    isValid = given.isValid();
+    return XCode();
+  });
+  const Value kept = request("drop"_s);
+  service->handleRequest(kept);
+  EXPECT_TRUE(wasObject);
+  EXPECT_FALSE(isValid);
+  EXPECT_EQ(kept["name"].toString(), "drop");
+  service->dropRequest();
+}

@@ -34,6 +34,7 @@ class EchoService : public KX::NMS::CService {
     prepareEvent(event, name, 1);
     return sendMessage(event);
   }
+  using CService::dropRequest;
   using CService::prepareAckResponse;
   using CService::prepareEvent;
   using CService::registerRequestHandler;

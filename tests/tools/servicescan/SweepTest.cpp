@@ -47,7 +47,8 @@ struct FakeNetwork {
   Behaviour usual;
   std::map<ProbeIndex, Behaviour> exceptions;
   std::set<ProbeIndex> failingAtOnce;
-  std::size_t room = SIZE_MAX;  // probes that the system takes at a time
+  std::set<ProbeIndex> accepting;  // show the host, and do not answer by that
+  std::size_t room = SIZE_MAX;     // probes that the system takes at a time
   std::vector<Event> asked;
   std::map<ProbeIndex, std::uint32_t> tries;
   std::size_t running = 0;
@@ -66,6 +67,7 @@ class FakeProber final : public Prober {
       network_.outcome->failed(probe, "Refused"_s);
       return true;
     }
+    if (network_.accepting.contains(probe)) network_.outcome->noticed(probe);
     const std::uint32_t number = ++network_.tries[probe];
     if (number == 1) network_.mostRunning = std::max(network_.mostRunning, ++network_.running);
     if (number == network_.behaviourOf(probe).answeredTry) answerLater(probe);
@@ -472,6 +474,72 @@ TEST_F(SlicedSweepTest, WithoutTheRightToChangeTheTableItWaitsForTheKernel) {
     EXPECT_GE(network_.asked[index].at - network_.asked[index - 10].at, 52'000) << index;
   }
   EXPECT_LE(duration, 2 * 52'100);
+}
+
+// Ten hosts, and one more that never answers.
+class SilentHostTest : public SweepTest {
+ protected:
+  void SetUp() override { addHosts(10); }
+  void addSilentHost(const std::vector<Service>& services = {Service::PING}) {
+    const auto first = static_cast<ProbeIndex>(targets_.probes.size());
+    addHost(services);
+    for (ProbeIndex index = first; index < targets_.probes.size(); ++index) network_.exceptions[index] = {0, 0};
+  }
+};
+
+TEST_F(SilentHostTest, CostsLessWhereOthersAreQuick) {
+  addSilentHost({Service::HTTP, Service::PING});
+  EXPECT_EQ(run(), 2 * Patience::LEAST_MS);
+}
+
+TEST_F(SilentHostTest, CostsTwiceTheSlowestFirstSignForEachTry) {
+  network_.exceptions[3] = {1, 400};
+  addSilentHost();
+  EXPECT_EQ(run(), 1600);
+}
+
+TEST_F(SilentHostTest, NeverCostsMoreThanTheTimeout) {
+  network_.exceptions[3] = {1, 900};
+  addSilentHost();
+  EXPECT_EQ(run(), 2000);
+}
+
+TEST_F(SilentHostTest, CostsItsWholeTimeWhereThatIsAskedFor) {
+  options_.isPatient = true;
+  addSilentHost();
+  EXPECT_EQ(run(), 2000);
+}
+
+TEST_F(SilentHostTest, CostsItsWholeTimeWhereItIsAskedOnceOnly) {
+  addSilentHost({Service::HTTP});
+  EXPECT_EQ(run(), 2000);
+}
+
+TEST_F(SilentHostTest, WhichAcceptsAConnectionIsNotSilent) {
+  addSilentHost({Service::HTTP, Service::PING});
+  network_.accepting = {10};
+  EXPECT_EQ(run(), 2000);
+}
+
+TEST_F(SilentHostTest, WhichRefusesAnythingIsNotSilent) {
+  addSilentHost({Service::SNMP, Service::PING});
+  network_.failingAtOnce = {10};
+  EXPECT_EQ(run(), 2000);
+}
+
+TEST_F(SilentHostTest, WhichAnswersOneServiceHasTheWholeTimeForTheOthers) {
+  addSilentHost({Service::HTTP, Service::PING});
+  network_.exceptions[10] = {1, 1900};
+  network_.exceptions[11] = {2, 5};
+  run();
+  EXPECT_TRUE(targets_.probes[10].successful);
+  EXPECT_TRUE(targets_.probes[11].successful);
+}
+
+TEST_F(SweepTest, AFewHostsSayNothingAboutTheOthers) {
+  addHosts(Patience::ENOUGH_HOSTS);
+  network_.exceptions[0] = {0, 0};
+  EXPECT_EQ(run(), 2000);
 }
 
 }  // namespace
