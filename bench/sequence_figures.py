@@ -73,5 +73,5 @@ if "LAB_HOSTS" in os.environ:
 else:
     build = pathlib.Path(sys.argv[1]).resolve()
     pairs = sys.argv[2] if len(sys.argv) > 2 else "3"
-    sys.exit(subprocess.call([LAB / "lan", "run", LAB / "overlay", build / "tools/bin", __file__,
+    sys.exit(subprocess.call([LAB / "overlay", build / "tools/bin", LAB / "lan", "run", __file__,
                               build / "agent/discovery-agent", pairs]))

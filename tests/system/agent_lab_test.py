@@ -1,6 +1,6 @@
 #!/usr/bin/python3 -B
 # SPDX-License-Identifier: Apache-2.0
-"""The agent in the lab, with the real arp-scan and servicescan: lab/lan run lab/overlay TOOLS agent_lab_test.py AGENT CASE
+"""The agent in the lab, with the real tools and devices: lab/overlay TOOLS lab/lan run agent_lab_test.py AGENT CASE
 
 The lab's table of hosts says what there is to find, and a case is passed by exactly that.
 """
@@ -12,8 +12,9 @@ import socket
 import subprocess
 import sys
 import tempfile
+import time
 
-from lab import Agent, by_address, check, hosts, live_hosts, wait_for
+from lab import Agent, by_address, check, hosts, live_hosts, responding_hosts, wait_for
 
 AGENT, CASE = sys.argv[1:]
 NOW = {"firstRun": "now"}
@@ -42,19 +43,50 @@ def plan_file(*jobs):
     return path
 
 
+def usual(host):
+    """The host as a scan by hand finds it, which asks for services at their usual ports only."""
+    services = {name: port for name, port in host.services.items() if port["port"] == SERVICES[name][0]}
+    return {**host.tested("up"), "services": services} if services else host.found()
+
+
 def scan():
-    """One scan by hand, which asks for services at their usual ports only."""
+    """Scans by hand, one for programs and one for people."""
     result = subprocess.run([AGENT, "scan", "--json"], stdout=subprocess.PIPE, check=True)
     nodes = json.loads(result.stdout)
     for node in nodes:
         node.pop("statusChangeDate")
-
-    def usual(host):
-        services = {name: port for name, port in host.services.items() if port["port"] == SERVICES[name][0]}
-        return {**host.tested("up"), "services": services} if services else host.found()
-
     check("it finds exactly the live hosts and their services", by_address(usual(host) for host in live_hosts()),
           by_address(nodes))
+    result = subprocess.run([AGENT, "scan", "--interface", "lan0"], stdout=subprocess.PIPE, check=True, text=True)
+    header, *lines, total = result.stdout.splitlines()
+    starts = {name: header.index(name) for name in ("ADDRESS", "MODEL", "SERVICES", "ONBOARDING")}
+    found = [host for host in live_hosts() if host.interface == "lan0"]
+    check("the table shows what they are", {host.address: (usual(host).get("model", ""),
+                                                           "supported" if host.supports_onboarding else "") for host in found},
+          {line.split()[0]: (line[starts["MODEL"]:starts["SERVICES"]].strip(), line[starts["ONBOARDING"]:].strip())
+           for line in lines})
+    check("and counts them", f"{len(found)} nodes", total)
+
+
+def devices():
+    """What devices say of themselves is in the nodes, the others are found by arp-scan alone, and a second scan is no news."""
+    for interface in ("lan0", "lan1"):
+        result = subprocess.run(["discovery-client", "-j", "-i", interface], stdout=subprocess.PIPE, check=True)
+        check(f"the devices on {interface} speak for themselves, and no other host", [
+            {"physicalAddress": host.mac.upper(), "ipAddress": host.address, **host.description}
+            for host in responding_hosts() if host.interface == interface], json.loads(result.stdout)["nodes"])
+    jobs = [{"id": name, "schedule": NOW, **NODE_JOB} for name in "ab"]
+    agent = Agent(AGENT, "--plan", plan_file(*jobs))
+    known = []
+    for job in jobs:
+        agent.until("message", lambda message: message.get("jobStatus") == {**job, "status": "successful"})
+        known.append(agent.request("syncNodes", nodes=[])["nodes"])
+    agent.end()
+    check_events([event(jobs[0], "running"), event(jobs[0], "successful", *(host.found() for host in live_hosts())),
+                  event(jobs[1], "running"), event(jobs[1], "successful")], agent)
+    check("the second scan leaves all nodes as they were", known[0], known[1])
+    check("which is as they were sent", by_address(host.found() for host in live_hosts()), by_address(
+        {key: value for key, value in node.items() if key != "statusChangeDate"} for node in known[1]))
 
 
 def sequence():
@@ -76,7 +108,7 @@ def sequence():
 
 
 def killed():
-    """An arp-scan that somebody kills costs its LAN, and nothing else."""
+    """An arp-scan that somebody kills costs those of its LAN that do not speak for themselves, and nothing else."""
     job = {"id": "k", "schedule": NOW, **NODE_JOB}
     agent = Agent(AGENT, "--plan", plan_file(job))
     agent.until_logged("Invoking scan 1:")
@@ -90,7 +122,8 @@ def killed():
     agent.until_status("successful")
     agent.end()
     check_events([event(job, "running"),
-                  event(job, "successful", *(host.found() for host in live_hosts() if host.interface == "lan1"))], agent)
+                  event(job, "successful", *(host.found() for host in live_hosts() if host.interface == "lan1" or host.responds))],
+                 agent)
 
 
 def status():
@@ -138,33 +171,47 @@ def asked_again(agent, followed):
 
 
 def actions():
-    """Requests that act on nodes run the device's program, here one that notes how it was called."""
+    """Requests of the server that act on nodes reach the devices that they name, and no other."""
     folder = pathlib.Path(tempfile.mkdtemp())
-    program = folder / "discovery-client"
-    program.write_text(f'#!/bin/sh\nprintf "%s|" "$@" >>{folder}/calls\necho >>{folder}/calls\n')
-    program.chmod(0o755)
-    agent = Agent(AGENT, "--link", f"unix:{folder}/link", PATH=f"{folder}:{os.environ['PATH']}")
+    agent = Agent(AGENT, "--link", f"unix:{folder}/link")
     wait_for((folder / "link").exists)
+    wanted = {host.address: [0, []] for host in responding_hosts()}
     with socket.socket(socket.AF_UNIX) as server:
         server.connect(f"{folder}/link")
         answers = server.makefile("r")
 
-        def ask(name, nodes):
+        def act(name, *nodes):
             server.sendall((json.dumps({"kind": "request", "service": "discovery", "name": name, "id": 1, "nodes": nodes}) + "\n").encode())
-            return json.loads(answers.readline())
-
-        blinking = [{"ipAddress": host.address, "label": host.mac} for host in live_hosts()[:2]]
-        joining = [{"ipAddress": "10.77.1.2", "organizationKey": "K 1"},
-                   {"ipAddress": "10.77.1.5", "organizationKey": "K", "server": "nms.example"}]
-        for name, nodes in (("blinkNodes", blinking), ("onboardNodes", joining)):
             check(f"{name} answers for every node", {
                 "kind": "ack", "service": "discovery", "name": name, "id": 1,
-                "nodes": [{**node, "status": "successful"} for node in nodes]}, ask(name, nodes))
+                "nodes": [{**node, "status": "successful"} for node in nodes]}, json.loads(answers.readline()))
+
+        plain, joining, last = (hosts()[address] for address in ("10.77.1.33", "10.77.1.5", "192.168.77.128"))
+        act("blinkNodes", {"ipAddress": plain.address, "label": plain.mac}, {"ipAddress": last.address})
+        act("onboardNodes", {"ipAddress": joining.address, "organizationKey": "K 1"},
+            {"ipAddress": last.address, "organizationKey": "Kéy-2", "server": "nms.example:8443"})
+        # One that takes no key and one that runs no responder; what they answer is not the server's business.
+        act("onboardNodes", {"ipAddress": plain.address, "organizationKey": "K 3"})
+        act("blinkNodes", {"ipAddress": "10.77.1.254"})
     agent.process.terminate()
     agent.end()
-    check("the program was called for every node", [
-        "-d|10.77.1.2|-b|", "-d|10.77.1.5|-b|", "-d|10.77.1.2|-o|K 1|", "-d|10.77.1.5|-o|K:nms.example|"],
-        (folder / "calls").read_text().splitlines())
+    wanted[plain.address][0] = wanted[last.address][0] = 1
+    wanted[joining.address][1] = ["K 1", ""]
+    wanted[last.address][1] = ["Kéy-2", "nms.example:8443"]
+
+    def asked():
+        return {host.address: list(host.asked()) for host in responding_hosts()}
+
+    # A device's program runs after its answer.
+    deadline = time.monotonic() + 10
+    while asked() != wanted and time.monotonic() < deadline:
+        time.sleep(0.02)
+    check("the devices were asked for just that", wanted, asked())
+    for host in responding_hosts():
+        key = host.device / "state" / "organisation-key"
+        stored = (key.read_text().splitlines(), oct(key.stat().st_mode & 0o777)) if key.exists() else None
+        keys = wanted[host.address][1]
+        check(f"{host.address} keeps its key, if any, to itself", (keys, "0o600") if keys else None, stored)
 
 
 def interfaces():
@@ -186,5 +233,6 @@ def interfaces():
           decisions)
 
 
-CASES = {"scan": scan, "sequence": sequence, "status": status, "killed": killed, "interfaces": interfaces, "actions": actions}
+CASES = {"scan": scan, "devices": devices, "sequence": sequence, "status": status, "killed": killed, "interfaces": interfaces,
+         "actions": actions}
 CASES[CASE]()

@@ -19,19 +19,35 @@ class Host:
 
     def __init__(self, number, line):
         self.namespace = f"{os.environ['LAB']}-host{number}"
-        self.interface, self.address, self.mac, state, services, self.model, self.object_id = line.rstrip("\n").split("\t")
+        (self.interface, self.address, self.mac, state, services, self.model, self.object_id, onboarding, own_model, build,
+         self.found_model) = line.rstrip("\n").split("\t")
         self.is_live = state == "live"
+        self.supports_onboarding = onboarding == "yes"
+        self.responds = own_model != "-"
+        self.description = {"model": own_model, "build": build.strip("-"), "supportsOnboarding": self.supports_onboarding}
+        self.device = pathlib.Path(f"/run/devices/{number}")
         pairs = [service.partition(":") for service in services.split() if service != "-"]
         self.services = {name: {"port": int(port or 0)} for name, _, port in pairs}
 
     def found(self, status="unknown"):
         """The host as it goes over the link when its services are not known, without the time of its last change."""
-        return {"ipAddress": self.address, "physicalAddress": self.mac.upper(), "interface": self.interface, "status": status}
+        node = {"ipAddress": self.address, "physicalAddress": self.mac.upper(), "interface": self.interface, "status": status}
+        if self.found_model != "-":
+            node["model"] = self.found_model
+        if self.supports_onboarding:
+            node["supportsOnboarding"] = True
+        return node
 
     def tested(self, status="unknown"):
         """The host when its services are known, without the list of them."""
         named = {"model": self.model, "systemObjectID": self.object_id}
         return {**self.found(status), **{key: value for key, value in named.items() if value != "-"}}
+
+    def asked(self):
+        """What the device was asked to do, as its programs noted it: how often to blink, and the lines that it was handed."""
+        blinks, keys = (path.read_text().splitlines() if path.exists() else []
+                        for path in (self.device / "blinks", self.device / "keys"))
+        return len(blinks), keys
 
     def take_down(self):
         subprocess.run(["ip", "-netns", self.namespace, "link", "set", "eth0", "down"], check=True)
@@ -56,6 +72,10 @@ def hosts():
 
 def live_hosts():
     return [host for host in hosts().values() if host.is_live]
+
+
+def responding_hosts():
+    return [host for host in live_hosts() if host.responds]
 
 
 def check(description, wanted, got, log=()):

@@ -14,7 +14,7 @@ namespace ServiceScan {
 class Pace {
  public:
   static constexpr std::size_t WINDOW = 128;
-  static constexpr std::int64_t PATIENCE_MS = 50;
+  static constexpr std::int64_t PATIENCE_MS = 150;
 
   bool allows(std::int64_t now, std::vector<Probe>& probes) {
     for (; !sent_.empty() && sent_.front().at + PATIENCE_MS <= now; sent_.pop_front()) {

@@ -25,8 +25,10 @@ class Patience {
 
   std::int64_t milliseconds() const {
     if (hosts_ < ENOUGH_HOSTS) return timeoutMs_;
-    return std::min(std::max(2 * longestMs_, LEAST_MS), timeoutMs_);
+    return std::max(std::min(2 * longestMs_, timeoutMs_), least());
   }
+  // However quick the others are.
+  std::int64_t least() const { return std::min(LEAST_MS, timeoutMs_); }
 
  private:
   const std::int64_t timeoutMs_;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/servicescan/Sweep.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace ServiceScan {
@@ -116,7 +117,7 @@ bool Sweep::startNext(Lane& lane, std::int64_t now) {
   ++lane.next;
   AskedHost& host = hosts_[probe.host];
   if (host.asked < 0) host.asked = now;
-  waits_.push_back({now, now, index, options_.tries - 1});
+  waits_.push({now + patience_.least(), now, now, index, options_.tries - 1});
   return true;
 }
 
@@ -125,26 +126,23 @@ void Sweep::expire() {
   budget_.refill(now);
   while (expireFirst(now)) {
   }
-  const std::int64_t longestWait = std::int64_t{options_.timeoutMs} * options_.tries;
-  for (; !longWaits_.empty() && longWaits_.front().start + longestWait <= now; longWaits_.pop_front()) {
-    if (isRunning(longWaits_.front())) giveUp(longWaits_.front().probe);
-  }
 }
 
-// False when none is due, or none may be sent for now.
+// False when none is due, or none may be sent for now. What is due by the least of patience may have to wait on.
 bool Sweep::expireFirst(std::int64_t now) {
-  const std::int64_t patience = options_.isPatient ? options_.timeoutMs : patience_.milliseconds();
-  if (waits_.empty() || waits_.front().asked + patience > now) return false;
-  const Wait wait = waits_.front();
-  if (isRunning(wait) && isToRepeat(wait) && !budget_.take()) return false;
-  waits_.pop_front();
-  if (!isRunning(wait)) return true;
-  if (isSilent(wait.probe, now - patience * options_.tries)) {
-    giveUp(wait.probe);
-  } else if (wait.triesLeft > 0) {
+  if (waits_.empty() || waits_.top().due > now) return false;
+  Wait wait = waits_.top();
+  const bool isWaiting = isRunning(wait);
+  wait.due = isToRepeat(wait) ? wait.asked + patience() : endOf(wait, now);
+  const bool isDue = isWaiting && wait.due <= now;
+  if (isDue && isToRepeat(wait) && !budget_.take()) return false;
+  waits_.pop();
+  if (!isDue) {
+    if (isWaiting) waits_.push(wait);
+  } else if (isToRepeat(wait)) {
     repeat(wait, now);
   } else {
-    longWaits_.push_back(wait);
+    giveUp(wait.probe);
   }
   return true;
 }
@@ -153,15 +151,20 @@ bool Sweep::isToRepeat(const Wait& wait) {
   return wait.triesLeft > 0 && proberOf(targets_.probes[wait.probe]).isToRepeat();
 }
 
-// Of a host that was asked once only, a packet may have been lost: TCP takes a second to send it again.
-bool Sweep::isSilent(ProbeIndex probe, std::int64_t since) const {
-  const AskedHost& host = hosts_[targets_.probes[probe].host];
-  return !host.hasShownItself && host.isAskedAgain && host.asked <= since;
+// When the last try is over, as far as is known by now. Of a host that was asked once only, a packet may have been
+// lost: TCP takes a second to send it again.
+std::int64_t Sweep::endOf(const Wait& wait, std::int64_t now) const {
+  const AskedHost& host = hosts_[targets_.probes[wait.probe].host];
+  const std::int64_t silence = std::max(wait.asked + patience(), host.asked + patience() * options_.tries);
+  if (!host.hasShownItself && (silence > now || host.isAskedAgain)) return silence;
+  return wait.start + std::int64_t{options_.timeoutMs} * options_.tries;
 }
 
-void Sweep::repeat(const Wait& wait, std::int64_t now) {
-  waits_.push_back({wait.start, now, wait.probe, wait.triesLeft - 1});
-  if (!isToRepeat(wait)) return;
+void Sweep::repeat(Wait wait, std::int64_t now) {
+  wait.asked = now;
+  wait.due = now + patience_.least();
+  --wait.triesLeft;
+  waits_.push(wait);
   const Probe& probe = targets_.probes[wait.probe];
   // Where the system has no room for the packet now, the next try has to do.
   if (proberOf(probe).start(wait.probe)) hosts_[probe.host].isAskedAgain = true;

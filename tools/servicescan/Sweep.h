@@ -5,6 +5,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <queue>
 #include <vector>
 
 #include "platform/loop/KXEventLoop.h"
@@ -56,10 +57,12 @@ class Sweep final : public Outcome {
     Pace pace;
   };
   struct Wait {
+    std::int64_t due;
     std::int64_t start;  // of the first try
     std::int64_t asked;  // the last time
     ProbeIndex probe;
     std::uint32_t triesLeft;
+    bool operator>(const Wait& other) const { return due > other.due; }
   };
   struct AskedHost {
     std::int64_t asked = -1;  // for the first time
@@ -81,10 +84,11 @@ class Sweep final : public Outcome {
   bool startNext(Lane& lane, std::int64_t now);
   void expire();
   bool expireFirst(std::int64_t now);
+  std::int64_t patience() const { return options_.isPatient ? options_.timeoutMs : patience_.milliseconds(); }
   bool isRunning(const Wait& wait) const { return targets_.probes[wait.probe].state == Probe::State::RUNNING; }
   bool isToRepeat(const Wait& wait);
-  bool isSilent(ProbeIndex probe, std::int64_t since) const;
-  void repeat(const Wait& wait, std::int64_t now);
+  std::int64_t endOf(const Wait& wait, std::int64_t now) const;
+  void repeat(Wait wait, std::int64_t now);
   void giveUp(ProbeIndex probe);
   void fail(ProbeIndex probe, const String& reason);
   bool end(ProbeIndex probe);
@@ -98,10 +102,7 @@ class Sweep final : public Outcome {
   Probers* probers_ = nullptr;
   std::array<Lane, SERVICES> lanes_;
   Patience patience_;
-  // All in one queue wait equally long, so the earliest is in front: those whose last try is not over for a silent
-  // host, and those that have had it at hosts that are there, and wait for the rest of their time.
-  std::deque<Wait> waits_;
-  std::deque<Wait> longWaits_;
+  std::priority_queue<Wait, std::vector<Wait>, std::greater<>> waits_;  // the earliest on top
   PacketBudget budget_;
   std::vector<AskedHost> hosts_;  // beside those of the targets
   std::uint32_t hostsAsked_ = 0;
