@@ -54,7 +54,7 @@ def measure_shortly(group):
 
 def compare(figures):
     """The goals that these figures are about, as a table."""
-    rows = [[goal.text, goal.limit(), goal.show(figures[goal.figure]), "met" if goal.is_met(figures[goal.figure]) else "**missed**"]
+    rows = [[goal.text, f"at most {goal.show(goal.at_most)}", goal.show(figures[goal.figure]), "met" if goal.is_met(figures[goal.figure]) else "**missed**"]
             for goal in GOALS if goal.figure in figures]
     return {"title": "Goals", "columns": ["", "goal", "measured", ""], "rows": rows, "notes": []}
 
@@ -91,7 +91,7 @@ parser.add_argument("--short", action="store_true")
 parser.add_argument("--record", action="store_true")
 parser.add_argument("--write", type=pathlib.Path, metavar="FILE")
 parser.add_argument("--armhf", type=lambda text: pathlib.Path(text).resolve(), metavar="FOLDER", help="libraries built for 32-bit ARM")
-options = parser.parse_args()
+options = parser.parse_intermixed_args()
 if options.record or options.short:
     groups = options.groups or list(json.loads(regression.EXPECTED.read_text()))
     if options.record:

@@ -9,8 +9,8 @@
 namespace KX::NMS::Discovery {
 namespace {
 
-bool isLineEnd(char c) { return c == '\r' || c == '\n'; }
-bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\v'; }
+constexpr auto isLineEnd = [](char c) { return c == '\r' || c == '\n'; };
+constexpr auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\v'; };
 
 // Takes the next piece that is not empty off the front of the text; an empty one when there is none.
 template <class IsSeparator>
