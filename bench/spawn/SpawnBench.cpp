@@ -23,7 +23,7 @@ constexpr std::size_t BALLAST_BYTES = 200'000'000;
 constexpr std::size_t OUTPUT_BYTES = 10'000'000;
 constexpr const char* SHORT_COMMAND[] = {"/bin/true", nullptr};
 constexpr const char* LONG_COMMAND[] = {"/usr/bin/head", "-c", "10000000", "/dev/zero", nullptr};
-constexpr std::size_t BLOCKS = 10;
+constexpr std::size_t ROUNDS_A_BLOCK = 15;
 
 struct Contender {
   const char* name;
@@ -62,6 +62,12 @@ class Comparison {
     }
   }
 
+  // Of the latest block.
+  double latestMedian(std::size_t contender) const {
+    const Figures& times = times_[contender];
+    return median(Figures(times.end() - ROUNDS_A_BLOCK, times.end()));
+  }
+
   void print() const {
     for (std::size_t c = 0; c < std::size(CONTENDERS); ++c) {
       std::printf("%s %s %.4f %.4f\n", what_, CONTENDERS[c].name, median(times_[c]), median(ratios_[c]));
@@ -86,17 +92,22 @@ std::unique_ptr<char[]> ballast() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::size_t rounds = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 300;
+  const std::size_t rounds = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 600;
   Comparison small("small", SHORT_COMMAND, 0);
   Comparison large("large", SHORT_COMMAND, 0);
   Comparison output("output", LONG_COMMAND, OUTPUT_BYTES);
-  for (std::size_t block = 0; block < BLOCKS; ++block) {
-    small.run(rounds / BLOCKS);
-    output.run(rounds / BLOCKS / 5);
+  Figures growth[std::size(CONTENDERS)];
+  for (std::size_t round = 0; round < std::max(rounds, ROUNDS_A_BLOCK); round += ROUNDS_A_BLOCK) {
+    small.run(ROUNDS_A_BLOCK);
+    output.run(ROUNDS_A_BLOCK / 5);
     const auto held = ballast();
-    large.run(rounds / BLOCKS);
+    large.run(ROUNDS_A_BLOCK);
+    for (std::size_t c = 0; c < std::size(CONTENDERS); ++c)
+      growth[c].push_back(large.latestMedian(c) / small.latestMedian(c));
   }
   small.print();
   large.print();
   output.print();
+  for (std::size_t c = 0; c < std::size(CONTENDERS); ++c)
+    std::printf("growth %s 0 %.4f\n", CONTENDERS[c].name, median(growth[c]));
 }
