@@ -105,6 +105,8 @@ def table(report, title, rows):
              f"{statistics.median(row.figures('memory')):.0f}", str(max(row.figures("missed"))), str(max(row.figures("invented")))]
             for row in rows]
     notes = ["missed and invented: the most of all runs"]
+    if any(best.figures("missed")):
+        notes.append("**The limit missed some itself, so its figures are no yardstick here: the machine was busy.**")
     for row in rows:
         statuses = f" (exit statuses {row.figures('status')})" if any(row.figures("status")) else ""
         notes.append(f"{row.name}: `{shlex.join(row.command)}`{statuses}")
