@@ -1,34 +1,47 @@
-#!/usr/bin/python3
+#!/usr/bin/python3 -B
 # SPDX-License-Identifier: Apache-2.0
-"""Figures of the whole agent: bench/agent_figures.py BUILD_FOLDER
+"""Figures of the whole agent: tests/system/sandbox bench/agent_figures.py BUILD_FOLDER
 
-Prints the time from the end of arp-scan to its event on the link, the idle agent's memory and wake-ups in a minute, and the
-stripped sizes of the libraries and the agent. The arp-scan is a stand-in that ends at once, so that no packet is sent; run it
-with tests/system/sandbox.
+The time from its start to the first answer on its link, from the end of arp-scan to its event, and what it costs while
+idle for a minute, beside a bare timer loop of the same period. The arp-scan is a stand-in that ends at once, so that no
+packet is sent.
 """
+import contextlib
 import json
 import os
 import pathlib
 import re
 import statistics
 import subprocess
-import sys
 import tempfile
 import time
 
-build = pathlib.Path(sys.argv[1])
-agent = build / "agent/discovery-agent"
-RUNS = 5
+from report import Report, arguments
+
+RUNS = 11
+SETTLE_SECONDS, IDLE_SECONDS = 1, 62
+REQUEST = b'{"kind":"request","service":"discovery","name":"syncNodes","id":1,"nodes":[]}\n'
 
 
-def start(*arguments, **environment):
-    return subprocess.Popen([agent, "run", *arguments], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                            stderr=subprocess.DEVNULL, env=dict(os.environ, **environment))
+@contextlib.contextmanager
+def running(*command, **environment):
+    process = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                               env=dict(os.environ, **environment))
+    try:
+        yield process
+    finally:
+        process.kill()
+        process.communicate()
 
 
-def end(process):
-    process.stdin.close()
-    process.wait()
+def time_to_answer():
+    """Seconds from the start of the process to its answer to a request that waits on the link."""
+    start = time.monotonic()
+    with running(agent, "run") as process:
+        process.stdin.write(REQUEST)
+        process.stdin.flush()
+        assert json.loads(process.stdout.readline())["kind"] == "ack"
+        return time.monotonic() - start
 
 
 def time_to_event(folder):
@@ -39,42 +52,52 @@ def time_to_event(folder):
     fake.chmod(0o755)
     plan = folder / "plan.json"
     plan.write_text(json.dumps([{"id": "p", "scanType": "node", "schedule": {"firstRun": "now"}}]))
-    process = start("--plan", str(plan), PATH=f"{folder}:/usr/bin:/bin")
-    for line in process.stdout:
-        if json.loads(line)["jobStatus"]["status"] != "running":
-            break
-    seconds = time.time() - float(stamp.read_text())
-    end(process)
-    return seconds
+    with running(agent, "run", "--plan", plan, PATH=f"{folder}:/usr/bin:/bin") as process:
+        for line in process.stdout:
+            if json.loads(line)["jobStatus"]["status"] != "running":
+                break
+        return time.time() - float(stamp.read_text())
 
 
 def status_field(process, name):
     return int(re.search(rf"^{name}:\s+(\d+)", pathlib.Path(f"/proc/{process.pid}/status").read_text(), re.M)[1])
 
 
-def idle():
-    process = start()
-    time.sleep(2)
-    before = status_field(process, "voluntary_ctxt_switches")
-    time.sleep(60)
-    figures = (status_field(process, "VmRSS"), status_field(process, "RssAnon"),
-               status_field(process, "voluntary_ctxt_switches") - before)
-    end(process)
-    return figures
+def idle(seconds):
+    """Of the agent and of the limit at the same time: wake-ups meanwhile, KiB of anonymous memory, KiB resident."""
+    with running(agent, "run") as ours, running(options.build / "bench/limit/idle-limit") as limit:
+        time.sleep(SETTLE_SECONDS)
+        before = [status_field(process, "voluntary_ctxt_switches") for process in (ours, limit)]
+        time.sleep(seconds)
+        return [(status_field(process, "voluntary_ctxt_switches") - then, status_field(process, "RssAnon"),
+                 status_field(process, "VmRSS")) for process, then in zip((ours, limit), before)]
 
 
-def stripped_size(path):
-    with tempfile.NamedTemporaryFile() as copy:
-        subprocess.run(["strip", "-o", copy.name, path], check=True)
-        return os.stat(copy.name).st_size
+def milliseconds(call):
+    return statistics.median(call() for _ in range(RUNS)) * 1000
 
 
-subprocess.run("ip link add kx0 type veth peer name kx1 && ip address add 10.1.0.1/16 dev kx0 && ip link set kx0 up"
-               " && ip link set kx1 up", shell=True, check=True)
-with tempfile.TemporaryDirectory() as name:
-    times = [time_to_event(pathlib.Path(name)) * 1000 for _ in range(RUNS)]
-    print(f"end of arp-scan to event written: {statistics.median(times):.2f} ms (median of {RUNS})")
-resident, anonymous, wakeups = idle()
-print(f"idle agent: {resident} KiB resident, {anonymous} KiB of it anonymous, {wakeups} wake-ups in 60 s")
-for path in ("platform/libkxplatform.so", "discovery/libkxdiscovery.so", "agent/discovery-agent"):
-    print(f"{path}: {stripped_size(build / path) / 1000:.0f} kB stripped")
+def measure_latency(report):
+    subprocess.run("ip link add kx0 type veth peer name kx1 && ip address add 10.1.0.1/16 dev kx0 && ip link set kx0 up"
+                   " && ip link set kx1 up", shell=True, check=True)
+    with tempfile.TemporaryDirectory() as name:
+        event = milliseconds(lambda: time_to_event(pathlib.Path(name)))
+    answer = milliseconds(time_to_answer)
+    report.add_table(f"The agent's latency, milliseconds (medians of {RUNS})", ["", "time"], [
+        ["from its start to its first answer", f"{answer:.1f}"], ["from the end of arp-scan to its event", f"{event:.2f}"]])
+    report.add_figures(agent_start_ms=answer, agent_event_ms=event)
+
+
+options = arguments(__doc__)
+agent = options.build / "agent/discovery-agent"
+report = Report()
+seconds = 0 if options.short else IDLE_SECONDS
+ours, limit = idle(seconds)
+if not options.short:
+    measure_latency(report)
+report.add_table(f"Idle for {seconds} s", ["", "wake-ups", "anonymous KiB", "resident KiB"], [
+    [name, *map(str, figures)] for name, figures in (("bare timer loop (limit)", limit), ("discovery-agent", ours))])
+report.add_figures(agent_more_kib=ours[1] - limit[1])
+if not options.short:
+    report.add_figures(agent_more_wakeups=ours[0] - limit[0])
+report.finish(options.json)

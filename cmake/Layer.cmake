@@ -10,7 +10,9 @@ function(kx_layer name)
   target_include_directories(${name}-objects PUBLIC
     $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kxdiscovery>)
   # Nobody replaces single functions of the shared libraries, so they may call their own directly and inline them.
-  target_compile_options(${name}-objects PRIVATE -fno-exceptions -fno-semantic-interposition)
+  target_compile_options(${name}-objects PRIVATE -fno-exceptions -fno-semantic-interposition -ffunction-sections)
+  # Nor does anybody look for their inline functions, whose names would be a good part of the library.
+  set_target_properties(${name}-objects PROPERTIES VISIBILITY_INLINES_HIDDEN ON)
   target_link_libraries(${name}-objects PRIVATE $<BUILD_INTERFACE:kxwarnings> ${arg_PRIVATE} PUBLIC ${arg_PUBLIC})
   set(KX_LAYER ${name})
   foreach(folder IN LISTS arg_FOLDERS)

@@ -11,6 +11,8 @@ if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release)
 endif()
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
+# A program takes of the static libraries what it calls, function by function.
+add_link_options(-Wl,--gc-sections)
 
 # Seconds have 64 bits everywhere, so the clock survives 2038 on 32-bit machines too.
 add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)

@@ -39,7 +39,7 @@ StreamProbe::~StreamProbe() { SSL_CTX_free(context_); }
 bool StreamProbe::send(Clock::time_point now) {
   for (; ended_ < first_; ++ended_) {
     const auto& connection = connections_[ended_];
-    if (connection && connection->opened + TIMEOUT > now) break;
+    if (connection && connection->opened + CONNECTION_TIMEOUT > now) break;
     if (connection) close(ended_, now);
   }
   for (unsigned i = 0; i < BATCH && hasFirst(); ++i) open(first_++, now);
@@ -134,7 +134,7 @@ std::string StreamProbe::request(const sockaddr_in& target) const {
 
 Clock::time_point StreamProbe::nextTime() const {
   for (std::size_t i = ended_; i < first_; ++i) {
-    if (connections_[i]) return connections_[i]->opened + TIMEOUT;
+    if (connections_[i]) return connections_[i]->opened + CONNECTION_TIMEOUT;
   }
   return Clock::time_point::max();
 }

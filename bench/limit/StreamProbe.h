@@ -16,7 +16,7 @@
 namespace Limit {
 
 // Gets "/" from all targets of HTTP or HTTPS and reads the whole status line, each over a connection of its own, once
-// and for at most a second, as the gate lets its host through.
+// and for as long as all tries of others take, as the gate lets its host through.
 class StreamProbe {
  public:
   // Events of these connections come with data of TAG | index of the target.
@@ -25,7 +25,7 @@ class StreamProbe {
   StreamProbe(const StreamProbe&) = delete;
   StreamProbe& operator=(const StreamProbe&) = delete;
 
-  // Opens a few connections, and closes what had its second. True when there is more to open at once.
+  // Opens a few connections, and closes what had its time. True when there is more to open at once.
   bool send(Clock::time_point now);
   void handle(std::size_t index, Clock::time_point now);
   bool isDone() const { return first_ == targets_.size() && waiting_ == 0; }

@@ -2,6 +2,7 @@
 // What the node list costs: a sync from text in to text out, exports, service updates, removals, and memory. Beside the
 // sync stands the least that a program of this kind needs for it. Each figure is the median of several rounds.
 //   sync-bench                      everything
+//   sync-bench limit                the sync beside its limit alone
 //   sync-bench memory               the memory alone, which an emulator can measure as well
 //   sync-bench sync|export [NODES]  one thing for two seconds, for a profiler
 #include <algorithm>
@@ -182,7 +183,7 @@ void printMemory() {
               answer / text);
 }
 
-void printTimes() {
+void printSync() {
   std::printf("%-44s %9s %9s %9s %10s\n", "nanoseconds a node", "1k", "10k", "100k", "growth");
 #ifdef HAVE_SIMDJSON
   const Figures limit = perNode("sync, the limit", limitSync);
@@ -192,6 +193,10 @@ void printTimes() {
   std::printf("%-44s %7.2f x %7.2f x %7.2f x\n", "  times the limit", ours[0] / limit[0], ours[1] / limit[1],
               ours[2] / limit[2]);
 #endif
+}
+
+void printTimes() {
+  printSync();
   perNode("sync of known nodes", syncAgain);
   const Figures full = perNode("export of all", exportAll);
   perNode("service update without a change", updateServices);
@@ -228,6 +233,8 @@ int main(int argc, char** argv) {
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   if (what == "sync" || what == "export") {
     repeat(what, argc > 2 ? std::strtoul(argv[2], nullptr, 10) : SIZES[0]);
+  } else if (what == "limit") {
+    printSync();
   } else if (what == "memory") {
     printMemory();
   } else {
