@@ -31,4 +31,13 @@ if sync:
     report.add_figures(sync_1k_x_limit=sync[0], sync_10k_x_limit=sync[1])
     if len(sync) > 2:
         report.add_figures(sync_100k_x_limit=sync[2])
+# Growth is the last of five columns; of removals the worst of the three orders counts.
+growth = {row[0]: float(row[4].rstrip("x")) for row in times if len(row) == 5 and re.fullmatch(r"[\d.]+x", row[4])}
+if growth:
+    removals = [row for row in times if row[0].startswith("removal")]
+    report.add_figures(sync_growth=growth["sync"], export_growth=growth["export of all"],
+                       removal_growth=max(growth[row[0]] for row in removals),
+                       removal_seconds=max(float(row[3]) for row in removals) * 100_000 / 1e9)
+if changes:
+    report.add_figures(changes_percent=float(changes[1]))
 report.finish(options.json)

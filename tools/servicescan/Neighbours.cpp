@@ -16,7 +16,7 @@ Neighbours::Neighbours() : room_(DEFAULT_LIMIT) { Neighbours::measure(); }
 
 void Neighbours::measure() {
   const auto [limit, entries] = table_.usage().value_or(NeighbourTable::Usage{DEFAULT_LIMIT, 0});
-  const std::size_t reserve = limit / 16;
+  const std::size_t reserve = limit / 64;
   room_ = std::max(LEAST_ROOM, limit - reserve - std::min(entries, limit - reserve));
 }
 

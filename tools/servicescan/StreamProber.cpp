@@ -11,6 +11,12 @@
 #include "tools/servicescan/HttpResponse.h"
 
 namespace ServiceScan {
+namespace {
+
+// A session takes 55 KiB while hands are shaken. Those beyond wait before they are connected, when no time runs yet.
+constexpr std::size_t MAX_SESSIONS = 192;
+
+}  // namespace
 
 // One conversation, step by step as the socket allows.
 class StreamProber::Connection {
@@ -23,6 +29,11 @@ class StreamProber::Connection {
                                 "Connection: close\r\n\r\n",
                                 prober.targets_.hosts[target().host].text.c_str(), target().port)),
         unsent_(request_) {}
+  ~Connection() {
+    if (isSession()) --prober_.sessions_;
+  }
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
 
   // Errors that are known at once; otherwise the socket says when it is connected.
   XCode connect() {
@@ -53,6 +64,7 @@ class StreamProber::Connection {
  private:
   enum class Stage : std::uint8_t { CONNECT, OPEN, WRITE, READ };
 
+  bool isSession() const { return transport_ != nullptr && prober_.tls_ != nullptr; }
   const Probe& target() const { return prober_.targets_.probes[probe_]; }
 
   void await(unsigned readiness) {
@@ -110,6 +122,7 @@ class StreamProber::Connection {
     transport_ =
         prober_.tls_ == nullptr ? makePlainTransport(socket_.get()) : prober_.tls_->makeTransport(socket_.get());
     failure_ = "Out of resources"_s;
+    if (isSession()) ++prober_.sessions_;
     return transport_ == nullptr ? Progress::FAILED : Progress::DONE;
   }
 
@@ -152,6 +165,7 @@ StreamProber::StreamProber(KXEventLoop& loop, Outcome& outcome, const Targets& t
 StreamProber::~StreamProber() = default;
 
 bool StreamProber::start(ProbeIndex probe) {
+  if (sessions_ >= MAX_SESSIONS) return false;
   const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   if (socket < 0) return false;
   auto connection = std::make_unique<Connection>(*this, probe, socket);

@@ -30,6 +30,7 @@ class StreamProber final : public Prober {
   Outcome& outcome_;
   const Targets& targets_;
   std::unique_ptr<TlsClient> tls_;  // null: plain
+  std::size_t sessions_ = 0;        // of TLS, at present
   std::unordered_map<ProbeIndex, std::unique_ptr<Connection>> connections_;
 };
 

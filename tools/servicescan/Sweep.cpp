@@ -60,13 +60,13 @@ void Sweep::start(Probers& probers) {
 
 void Sweep::onTick() {
   expire();
-  giveNeighboursBack(clock_());
+  giveNeighboursBack(clock_(), 1);
   startProbes();
   stopAtTheEnd();
 }
 
 void Sweep::batchEnded() {
-  if (endedHosts_.size() >= NEIGHBOURS_AT_ONCE) giveNeighboursBack(clock_());
+  giveNeighboursBack(clock_(), NEIGHBOURS_AT_ONCE);
   startProbes();
   stopAtTheEnd();
 }
@@ -74,7 +74,7 @@ void Sweep::batchEnded() {
 void Sweep::stopAtTheEnd() {
   if (ended_ < targets_.probes.size()) return;
   tick_->stop();
-  giveNeighboursBack(clock_() + LINGER_MS);
+  giveNeighboursBack(clock_() + LINGER_MS, 1);
   loop_.stop();
 }
 
@@ -179,7 +179,11 @@ bool Sweep::end(ProbeIndex index) {
   lanes_[static_cast<std::size_t>(probe.service)].pace.onEnded(probe);
   --running_;
   ++ended_;
-  if (--hosts_[probe.host].probesLeft == 0 && isSliced_) endedHosts_.push_back({clock_(), targets_.addressOf(probe)});
+  AskedHost& host = hosts_[probe.host];
+  host.isConnected |= probe.service == Service::HTTP || probe.service == Service::HTTPS;
+  if (--host.probesLeft == 0 && isSliced_) {
+    endedHosts_.push_back({clock_() + (host.isConnected ? LINGER_MS : 0), targets_.addressOf(probe)});
+  }
   return true;
 }
 
@@ -210,18 +214,15 @@ void Sweep::fail(ProbeIndex index, const String& reason) {
 }
 
 // Without the right to change the table, time does it.
-void Sweep::giveNeighboursBack(std::int64_t now) {
+void Sweep::giveNeighboursBack(std::int64_t now, std::size_t least) {
+  if (endedHosts_.size() < least) return;
   std::vector<std::uint32_t> addresses;
   for (const EndedHost& host : endedHosts_) {
-    if (host.at + LINGER_MS <= now) addresses.push_back(host.address);
+    if (host.silentFrom <= now) addresses.push_back(host.address);
   }
-  if (addresses.empty()) return;
-  std::size_t gone = addresses.size();
-  if (!neighbours_.drop(addresses)) {
-    for (gone = 0; gone < endedHosts_.size() && endedHosts_[gone].at + NEIGHBOUR_AGE_MS <= now;) ++gone;
-  }
-  hostsReleased_ += gone;
-  endedHosts_.erase(endedHosts_.begin(), endedHosts_.begin() + static_cast<std::ptrdiff_t>(gone));
+  if (addresses.size() < least) return;
+  const std::int64_t age = neighbours_.drop(addresses) ? 0 : NEIGHBOUR_AGE_MS;
+  hostsReleased_ += std::erase_if(endedHosts_, [&](const EndedHost& host) { return host.silentFrom + age <= now; });
 }
 
 }  // namespace ServiceScan

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <array>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <queue>
@@ -70,9 +69,10 @@ class Sweep final : public Outcome {
     std::uint32_t number = 0;  // among those that are asked at all
     bool hasShownItself = false;
     bool isAskedAgain = false;
+    bool isConnected = false;  // over TCP, which has last packets to send
   };
   struct EndedHost {
-    std::int64_t at;
+    std::int64_t silentFrom;
     std::uint32_t address;
   };
 
@@ -92,7 +92,8 @@ class Sweep final : public Outcome {
   void giveUp(ProbeIndex probe);
   void fail(ProbeIndex probe, const String& reason);
   bool end(ProbeIndex probe);
-  void giveNeighboursBack(std::int64_t now);
+  // Those that have nothing to say any more, if there are so many.
+  void giveNeighboursBack(std::int64_t now, std::size_t least);
 
   KXEventLoop& loop_;
   Milliseconds clock_;
@@ -106,8 +107,7 @@ class Sweep final : public Outcome {
   PacketBudget budget_;
   std::vector<AskedHost> hosts_;  // beside those of the targets
   std::uint32_t hostsAsked_ = 0;
-  // Hosts that have ended and still stand in the neighbour table, the first that ended in front.
-  std::deque<EndedHost> endedHosts_;
+  std::vector<EndedHost> endedHosts_;  // and still stand in the neighbour table
   std::size_t hostsReleased_ = 0;
   std::size_t running_ = 0;
   std::size_t ended_ = 0;
