@@ -33,7 +33,7 @@ if sync:
         report.add_figures(sync_100k_x_limit=sync[2])
 # Growth is the last of five columns; of removals the worst of the three orders counts.
 growth = {row[0]: float(row[4].rstrip("x")) for row in times if len(row) == 5 and re.fullmatch(r"[\d.]+x", row[4])}
-if growth:
+if "export of all" in growth:
     removals = [row for row in times if row[0].startswith("removal")]
     report.add_figures(sync_growth=growth["sync"], export_growth=growth["export of all"],
                        removal_growth=max(growth[row[0]] for row in removals),
