@@ -38,12 +38,7 @@ JobNodeScan::~JobNodeScan() {
 
 void JobNodeScan::prepare(bool& needed) {
   needed = false;
-  DISCOVERY_TRACE(1, logPrefix_, "Preparing...");
-  DISCOVERY_TRACE(2, logPrefix_, "  %s", description_.toYaml(2, 2).c_str());
-  if (!status_.isIdle()) {
-    DISCOVERY_NOTE(REFUSAL, logPrefix_, "Cannot prepare in state %s", status_.stateName());
-    return;
-  }
+  if (!beginPreparation()) return;
   // It has logged its failure; what it found until then is scanned.
   static_cast<void>(determineScans());
   needed = !scans_.isEmpty();
@@ -51,30 +46,15 @@ void JobNodeScan::prepare(bool& needed) {
 
 void JobNodeScan::invoke() {
   const KXPtr<JobNodeScan> kept(this);
-  DISCOVERY_TRACE(1, logPrefix_, "Invoking...");
-  if (!status_.isIdle()) {
-    DISCOVERY_NOTE(REFUSAL, logPrefix_, "Cannot re-invoke in state %s", status_.stateName());
-    return;
-  }
-  if (status_.start()) onStatusChanged();
+  if (!beginInvocation()) return;
   // Kept on purpose: this counts scans, twice the chosen interfaces.
   DISCOVERY_TRACE(1, logPrefix_, "  %u interfaces found to scan for nodes", static_cast<unsigned>(scans_.size()));
   invokeNextScan();
 }
 
 void JobNodeScan::invokeNextScan() {
-  if (invoking_ && status_.isRunning()) {
-    invokeAgain_ = true;
-    return;
-  }
   const KXPtr<JobNodeScan> kept(this);
-  const bool outer = invoking_;
-  do {
-    invokeAgain_ = false;
-    invoking_ = true;
-    invokeCurrentScan();
-    invoking_ = outer;
-  } while (invokeAgain_ && !outer);
+  nextStep_.take(status_.isRunning(), [this] { invokeCurrentScan(); });
 }
 
 void JobNodeScan::invokeCurrentScan() {
@@ -142,9 +122,7 @@ void JobNodeScan::enterNode(const Property::Value& node) {
 // invoke the next scan and changes nothing.
 void JobNodeScan::cancel() {
   const KXPtr<JobNodeScan> kept(this);
-  if (!status_.cancel()) return;
-  DISCOVERY_TRACE(1, logPrefix_, "Cancelling...");
-  onStatusChanged();
+  if (!beginCancellation()) return;
   if (currentScan_ < scans_.size()) {
     DISCOVERY_TRACE(1, logPrefix_, "Cancel running scan");
     const KXPtr<Scan> scan = scans_[currentScan_];

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "discovery/nodescan/NextStep.h"
 #include "discovery/scans/Scan.h"
 #include "discovery/scans/ScanOutputParserArpScan.h"
 #include "discovery/scans/ScanOutputParserDiscoveryScan.h"
@@ -59,10 +60,7 @@ class JobNodeScan final : public Job {
   ScanOutputParserDiscoveryScan discoveryScanParser_;
   KXVector<KXPtr<Scan>> scans_;
   unsigned currentScan_ = 0;
-  // A scan that ends inside its own invoke is followed up by the loop that invoked it, so that a long run of scans that
-  // cannot start does not grow the stack.
-  bool invoking_ = false;
-  bool invokeAgain_ = false;
+  NextStep nextStep_;
 };
 
 }  // namespace KX::NMS::Discovery

@@ -47,41 +47,21 @@ void JobSequence::determineSubJobs() {
 
 void JobSequence::prepare(bool& needed) {
   needed = false;
-  DISCOVERY_TRACE(1, logPrefix_, "Preparing...");
-  DISCOVERY_TRACE(2, logPrefix_, "  %s", description_.toYaml(2, 2).c_str());
-  if (!status_.isIdle()) {
-    DISCOVERY_NOTE(REFUSAL, logPrefix_, "Cannot prepare in state %s", status_.stateName());
-    return;
-  }
+  if (!beginPreparation()) return;
   determineSubJobs();
   needed = !subJobs_.isEmpty();
 }
 
 void JobSequence::invoke() {
   const KXPtr<JobSequence> kept(this);
-  DISCOVERY_TRACE(1, logPrefix_, "Invoking...");
-  if (!status_.isIdle()) {
-    DISCOVERY_NOTE(REFUSAL, logPrefix_, "Cannot re-invoke in state %s", status_.stateName());
-    return;
-  }
-  if (status_.start()) onStatusChanged();
+  if (!beginInvocation()) return;
   DISCOVERY_TRACE(1, logPrefix_, "  %u sub-jobs found", static_cast<unsigned>(subJobs_.size()));
   invokeNextSubJob();
 }
 
 void JobSequence::invokeNextSubJob() {
-  if (invoking_ && status_.isRunning()) {
-    invokeAgain_ = true;
-    return;
-  }
   const KXPtr<JobSequence> kept(this);
-  const bool outer = invoking_;
-  do {
-    invokeAgain_ = false;
-    invoking_ = true;
-    invokeCurrentSubJob();
-    invoking_ = outer;
-  } while (invokeAgain_ && !outer);
+  nextStep_.take(status_.isRunning(), [this] { invokeCurrentSubJob(); });
 }
 
 void JobSequence::invokeCurrentSubJob() {
@@ -124,9 +104,7 @@ void JobSequence::successful() { Job::successful(Property::Value()); }
 // a failure to invoke the next sub-job and changes nothing.
 void JobSequence::cancel() {
   const KXPtr<JobSequence> kept(this);
-  if (!status_.cancel()) return;
-  DISCOVERY_TRACE(1, logPrefix_, "Cancelling...");
-  onStatusChanged();
+  if (!beginCancellation()) return;
   if (currentSubJob_ < subJobs_.size()) {
     DISCOVERY_TRACE(1, logPrefix_, "Cancel running sub-job");
     const KXPtr<Job> job = subJobs_[currentSubJob_];

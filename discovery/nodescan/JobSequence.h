@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "discovery/nodescan/NextStep.h"
 #include "discovery/scheduling/Job.h"
 #include "platform/base/KXVector.h"
 
@@ -36,10 +37,7 @@ class JobSequence final : public Job {
 
   KXVector<KXPtr<Job>> subJobs_;
   unsigned currentSubJob_ = 0;
-  // A sub-job that is not needed, or that ends inside its own invoke, is followed up by the loop that came to it, so
-  // that a long run of those does not grow the stack.
-  bool invoking_ = false;
-  bool invokeAgain_ = false;
+  NextStep nextStep_;
 };
 
 }  // namespace KX::NMS::Discovery

@@ -30,12 +30,7 @@ JobServiceScan::~JobServiceScan() {
 
 void JobServiceScan::prepare(bool& needed) {
   needed = false;
-  DISCOVERY_TRACE(1, logPrefix_, "Preparing...");
-  DISCOVERY_TRACE(2, logPrefix_, "  %s", description_.toYaml(2, 2).c_str());
-  if (!status_.isIdle()) {
-    DISCOVERY_NOTE(REFUSAL, logPrefix_, "Cannot prepare in state %s", status_.stateName());
-    return;
-  }
+  if (!beginPreparation()) return;
   // It has logged its failure.
   static_cast<void>(prepareServiceScanInputFile(needed));
 }
@@ -107,12 +102,7 @@ XCode JobServiceScan::logInputFile() const {
 
 void JobServiceScan::invoke() {
   const KXPtr<JobServiceScan> kept(this);
-  DISCOVERY_TRACE(1, logPrefix_, "Invoking...");
-  if (!status_.isIdle()) {
-    DISCOVERY_NOTE(REFUSAL, logPrefix_, "Cannot re-invoke in state %s", status_.stateName());
-    return;
-  }
-  if (status_.start()) onStatusChanged();
+  if (!beginInvocation()) return;
   invokeScan();
 }
 
@@ -165,9 +155,7 @@ void JobServiceScan::enterServices(const Property::Value& node) {
 // The scan is cancelled after the job, so its end finds a job that runs no more and changes nothing.
 void JobServiceScan::cancel() {
   const KXPtr<JobServiceScan> kept(this);
-  if (!status_.cancel()) return;
-  DISCOVERY_TRACE(1, logPrefix_, "Cancelling...");
-  onStatusChanged();
+  if (!beginCancellation()) return;
   if (const KXLWPtr<Scan> scan = scan_; scan != nullptr) {
     DISCOVERY_TRACE(1, logPrefix_, "Cancel running scan scan");
     scan->cancel();

@@ -23,12 +23,7 @@ JobStatusScan::~JobStatusScan() {
 
 void JobStatusScan::prepare(bool& needed) {
   needed = false;
-  DISCOVERY_TRACE(1, logPrefix_, "Preparing...");
-  DISCOVERY_TRACE(2, logPrefix_, "  %s", description_.toYaml(2, 2).c_str());
-  if (!status_.isIdle()) {
-    DISCOVERY_NOTE(REFUSAL, logPrefix_, "Cannot prepare in state %s", status_.stateName());
-    return;
-  }
+  if (!beginPreparation()) return;
   // It has logged its failure.
   static_cast<void>(prepareServiceScanInputFile(repository_.getNodesWithPendingStatusScan(), needed));
 }
@@ -89,12 +84,7 @@ void JobStatusScan::logInputFile() const {
 
 void JobStatusScan::invoke() {
   const KXPtr<JobStatusScan> kept(this);
-  DISCOVERY_TRACE(1, logPrefix_, "Invoking...");
-  if (!status_.isIdle()) {
-    DISCOVERY_NOTE(REFUSAL, logPrefix_, "Cannot re-invoke in state %s", status_.stateName());
-    return;
-  }
-  if (status_.start()) onStatusChanged();
+  if (!beginInvocation()) return;
   invokeFirstScan();
 }
 
@@ -178,9 +168,7 @@ void JobStatusScan::enterStatus(const Property::Value& node, KXVector<KXLWPtr<No
 // Kept on purpose: a first scan that has ended long ago is said to be cancelled too, and is not.
 void JobStatusScan::cancel() {
   const KXPtr<JobStatusScan> kept(this);
-  if (!status_.cancel()) return;
-  DISCOVERY_TRACE(1, logPrefix_, "Cancelling...");
-  onStatusChanged();
+  if (!beginCancellation()) return;
   if (firstScan_ != nullptr) {
     DISCOVERY_TRACE(1, logPrefix_, "Cancel running first scan");
     firstScan_->cancel();

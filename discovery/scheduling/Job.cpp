@@ -20,6 +20,31 @@ Job::Job(KXEventLoop& loop, Repository& repository, const String& name, unsigned
   logPrefix_ = String::format("[Job %s] ", id_.c_str());
 }
 
+bool Job::beginPreparation() {
+  DISCOVERY_TRACE(1, logPrefix_, "Preparing...");
+  DISCOVERY_TRACE(2, logPrefix_, "  %s", description_.toYaml(2, 2).c_str());
+  if (status_.isIdle()) return true;
+  DISCOVERY_NOTE(REFUSAL, logPrefix_, "Cannot prepare in state %s", status_.stateName());
+  return false;
+}
+
+bool Job::beginInvocation() {
+  DISCOVERY_TRACE(1, logPrefix_, "Invoking...");
+  if (!status_.isIdle()) {
+    DISCOVERY_NOTE(REFUSAL, logPrefix_, "Cannot re-invoke in state %s", status_.stateName());
+    return false;
+  }
+  if (status_.start()) onStatusChanged();
+  return true;
+}
+
+bool Job::beginCancellation() {
+  if (!status_.cancel()) return false;
+  DISCOVERY_TRACE(1, logPrefix_, "Cancelling...");
+  onStatusChanged();
+  return true;
+}
+
 void Job::successful(const Property::Value& result) {
   DISCOVERY_NOTE(OUTCOME, logPrefix_, "Job succeeded");
   if (status_.successful(result)) onStatusChanged();

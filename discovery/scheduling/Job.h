@@ -36,6 +36,12 @@ class Job : public RefCountedUnlessBeingDestroying {
   Job(KXEventLoop& loop, Repository& repository, const String& name, unsigned number,
       const Property::Value& description);
 
+  // What every job begins its prepare, invoke and cancel with; false ends them, which is logged where it is a refusal.
+  // The slots of the published state may release the job, so invoke and cancel keep it.
+  bool beginPreparation();
+  bool beginInvocation();
+  bool beginCancellation();
+
   // The ends of a job. One that has ended already logs once more but keeps its state and publishes nothing.
   void successful(const Property::Value& result);
   void failed(const String& text);
