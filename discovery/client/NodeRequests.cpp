@@ -80,7 +80,7 @@ class CClientDiscoveryService::SyncServices {
     KXStringHashTable<Service> services;
   };
 
-  Made made_[16];
+  Made made_[64];
 };
 
 XCode CClientDiscoveryService::checkNodeRequest(const Property::Value& request) const {

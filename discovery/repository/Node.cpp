@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "discovery/repository/Node.h"
 
+#include <utility>
+
 #include "discovery/common/Nesting.h"
 #include "platform/text/Utf8.h"
 
@@ -72,13 +74,14 @@ bool Node::update(const KXStringHashTable<Service>& services, const String& mode
 }
 
 bool Node::updateServices(const KXStringHashTable<Service>& services) {
+  if (services_.isSharedWith(services)) return false;
   // On the wire a service stands under its name. Where that is not its key, services may hide each other there, and
   // only the texts can tell.
   const bool isSimple = isNamedByKey(services) && isNamedByKey(services_);
   const String before = isSimple ? String() : toPropertyValue(WithServices).toJson();
   bool differs = false;
   for (const auto& entry : services) {
-    const Service* known = services_.find(entry.key);
+    const Service* known = std::as_const(services_).find(entry.key);
     differs = differs || known == nullptr || known->port != entry.value.port;
   }
   if (differs || !isSimple) services_.setAll(services);

@@ -9,6 +9,7 @@ namespace {
 using Services = KXStringHashTable<Service>;
 
 bool isSame(const Services& left, const Services& right) {
+  if (left.isSharedWith(right)) return true;
   if (left.size() != right.size()) return false;
   auto other = right.begin();
   for (const auto& entry : left) {

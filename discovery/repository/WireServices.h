@@ -19,7 +19,7 @@ class WireServices {
     Property::Value value;
   };
 
-  Made made_[16];
+  Made made_[64];
 };
 
 }  // namespace KX::NMS::Discovery

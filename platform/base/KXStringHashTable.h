@@ -9,13 +9,13 @@
 // A table keyed by strings, which are compared byte for byte. It is walked by bucket, ascending, and inside a bucket by
 // insertion: that order reaches the wire, so hash and bucket choice are fixed. It grows only when it holds more than
 // four entries a bucket; entries that then meet in a bucket keep the order in which they were walked before. A table of
-// up to 64 entries is one sorted array, because every node has one for its services; a larger one has an array a
-// bucket. References to values stay good until the table is changed.
+// up to 64 entries is one sorted array, because every node has one for its services, and copies share it until one of
+// them is changed, or walked or searched without const, by which it could be. References to values stay good until
+// then.
 template <class T>
 class KXStringHashTable {
  public:
   using Entry = KX::TableEntry<T>;
-  using Array = KX::TableArray<T>;
 
   KXStringHashTable() = default;
   explicit KXStringHashTable(std::uint32_t buckets) : buckets_(buckets) {}
@@ -24,14 +24,22 @@ class KXStringHashTable {
   bool isEmpty() const { return size() == 0; }
 
   // Null when there is no such key.
-  T* find(std::string_view key) { return valueOf(buckets_.arrayFor(key), key); }
-  const T* find(std::string_view key) const { return valueOf(buckets_.arrayFor(key), key); }
+  T* find(std::string_view key) {
+    buckets_.unshare();
+    Entry* const entry = buckets_.find(key);
+    return entry == nullptr ? nullptr : &entry->value;
+  }
+  const T* find(std::string_view key) const {
+    const Entry* const entry = buckets_.find(key);
+    return entry == nullptr ? nullptr : &entry->value;
+  }
 
   // Adds the entry, or overwrites the value under its key.
   T& set(const String& key, T value) {
+    buckets_.unshare();
     const std::uint32_t hash = kxHash(key);
-    T* known = valueOf(buckets_.arrayForHash(hash), key);
-    if (known != nullptr) return *known = std::move(value);
+    Entry* const known = buckets_.find(key, hash);
+    if (known != nullptr) return known->value = std::move(value);
     return buckets_.insert(Entry{key, std::move(value)}, hash);
   }
 
@@ -43,6 +51,8 @@ class KXStringHashTable {
       for (const Entry& entry : other) set(entry.key, entry.value);
     }
   }
+  // Whether both share one array, which saves a comparison.
+  bool isSharedWith(const KXStringHashTable& other) const { return buckets_.isSharedWith(other.buckets_); }
 
   // False when there is no such key.
   bool remove(std::string_view key) { return buckets_.remove(key); }
@@ -51,41 +61,28 @@ class KXStringHashTable {
   template <class E>
   class Iterator {
    public:
-    Iterator(Array* const* bucket, Array* const* end) : bucket_(bucket), end_(end) { skipEmpty(); }
-    E& operator*() const { return (*bucket_)->entries()[index_]; }
-    E* operator->() const { return &**this; }
+    Iterator(const KX::TableBuckets<T>& buckets, E* entry) : buckets_(&buckets), entry_(entry) {}
+    E& operator*() const { return *entry_; }
+    E* operator->() const { return entry_; }
     Iterator& operator++() {
-      ++index_;
-      skipEmpty();
+      entry_ = buckets_->after(entry_);
       return *this;
     }
-    bool operator==(const Iterator& other) const { return bucket_ == other.bucket_ && index_ == other.index_; }
+    bool operator==(const Iterator& other) const { return entry_ == other.entry_; }
 
    private:
-    void skipEmpty() {
-      while (bucket_ != end_ && (*bucket_ == nullptr || index_ == (*bucket_)->size)) {
-        ++bucket_;
-        index_ = 0;
-      }
-    }
-    Array* const* bucket_;
-    Array* const* end_;
-    std::uint32_t index_ = 0;
+    const KX::TableBuckets<T>* buckets_;
+    E* entry_;  // null at the end
   };
 
-  auto begin() { return Iterator<Entry>(buckets_.first(), buckets_.last()); }
-  auto end() { return Iterator<Entry>(buckets_.last(), buckets_.last()); }
-  auto begin() const { return Iterator<const Entry>(buckets_.first(), buckets_.last()); }
-  auto end() const { return Iterator<const Entry>(buckets_.last(), buckets_.last()); }
+  auto begin() {
+    buckets_.unshare();
+    return Iterator<Entry>(buckets_, buckets_.first());
+  }
+  auto end() { return Iterator<Entry>(buckets_, nullptr); }
+  auto begin() const { return Iterator<const Entry>(buckets_, buckets_.first()); }
+  auto end() const { return Iterator<const Entry>(buckets_, nullptr); }
 
  private:
-  static T* valueOf(Array* array, std::string_view key) {
-    if (array == nullptr) return nullptr;
-    for (std::uint32_t i = 0; i < array->size; ++i) {
-      if (array->entries()[i].key == key) return &array->entries()[i].value;
-    }
-    return nullptr;
-  }
-
   KX::TableBuckets<T> buckets_;
 };

@@ -3,20 +3,23 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string_view>
 #include <utility>
 
-#include "platform/base/Memory.h"
 #include "platform/base/StringTableArray.h"
+#include "platform/base/StringTableChains.h"
 
 namespace KX {
 
-// The storage of a KXStringHashTable: one pointer, to the array of a small table or, marked, to a large table's arrays.
+// The storage of a KXStringHashTable: one pointer, to the array of a small table or, marked, to the chains of a large
+// one. An array may be shared with other tables; who is about to change a table or what an entry holds calls unshare()
+// first, after which pointers to entries have to be found again.
 template <class T>
 class TableBuckets {
  public:
   using Array = TableArray<T>;
+  using Chains = TableChains<T>;
+  using Entry = TableEntry<T>;
   static constexpr std::uint32_t DEFAULT_BUCKETS = 16;
   static constexpr std::uint32_t ENTRIES_PER_BUCKET = 4;
   static constexpr std::uint32_t SMALL = 64;
@@ -25,14 +28,11 @@ class TableBuckets {
   explicit TableBuckets(std::uint32_t buckets) {
     if (buckets != DEFAULT_BUCKETS) small_ = Array::create(0, buckets == 0 ? 1 : buckets);
   }
-  TableBuckets(const TableBuckets& other) {
-    if (!other.isLarge()) {
-      small_ = other.small_ == nullptr ? nullptr : Array::copy(*other.small_);
-      return;
-    }
-    *this = TableBuckets(other.count());
-    for (Array* const* bucket = other.first(); bucket != other.last(); ++bucket) {
-      for (std::uint32_t i = 0; *bucket != nullptr && i < (*bucket)->size; ++i) insert((*bucket)->entries()[i]);
+  TableBuckets(const TableBuckets& other) : small_(other.small_) {
+    if (isLarge()) {
+      setLarge(new Chains(*other.large()));
+    } else if (small_ != nullptr) {
+      small_->references.increment();
     }
   }
   TableBuckets(TableBuckets&& other) noexcept : small_(std::exchange(other.small_, nullptr)) {}
@@ -42,82 +42,71 @@ class TableBuckets {
   }
   ~TableBuckets() {
     if (isLarge()) {
-      for (Array* const* bucket = first(); bucket != last(); ++bucket) Array::destroy(*bucket);
-      std::free(large());
+      delete large();
     } else {
-      Array::destroy(small_);
+      Array::release(small_);
     }
   }
 
+  void unshare() {
+    if (!isLarge()) small_ = Array::writable(small_);
+  }
+  // Whether both are one array, so that their entries need no comparison.
+  bool isSharedWith(const TableBuckets& other) const { return small_ == other.small_; }
   // Whether entries would be walked in the same order here.
   bool hasBucketsOf(const TableBuckets& other) const {
     return count() == other.count() && isLarge() == other.isLarge();
   }
 
   std::size_t size() const {
-    if (isLarge()) return large()->size;
+    if (isLarge()) return large()->size();
     return small_ == nullptr ? 0 : small_->size;
   }
-  // The array that holds the key if the table has it; may be null.
-  Array* arrayFor(std::string_view key) const { return isLarge() ? arrayForHash(kxHash(key)) : small_; }
-  Array* arrayForHash(std::uint32_t hash) const {
-    return isLarge() ? large()->heads()[hash % large()->buckets] : small_;
-  }
-  Array* const* first() const { return isLarge() ? large()->heads() : &small_; }
-  Array* const* last() const { return isLarge() ? large()->heads() + large()->buckets : &small_ + 1; }
-
-  // The key must be new.
-  T& insert(TableEntry<T> entry) {
-    const std::uint32_t hash = kxHash(entry.key);
-    return insert(std::move(entry), hash);
-  }
-  // The same for who knows the key's hash.
-  T& insert(TableEntry<T> entry, std::uint32_t hash) {
-    if (size() >= SMALL || size() >= std::size_t{ENTRIES_PER_BUCKET} * count()) spread(size() + 1);
-    if (isLarge()) {
-      Large* table = large();
-      ++table->size;
-      Array*& bucket = table->heads()[hash % table->buckets];
-      return Array::insert(bucket, bucket == nullptr ? 0 : bucket->size, std::move(entry));
-    }
-    if (small_ == nullptr) small_ = Array::create(1, DEFAULT_BUCKETS);
-    const std::uint32_t position = positionFor(hash);
-    return Array::insert(small_, position, std::move(entry));
-  }
-
-  bool remove(std::string_view key) {
-    Array* array = arrayFor(key);
-    for (std::uint32_t i = 0; array != nullptr && i < array->size; ++i) {
-      if (!(array->entries()[i].key == key)) continue;
-      array->removeAt(i);
-      if (isLarge()) --large()->size;
-      return true;
-    }
-    return false;
-  }
-
- private:
-  struct Large {
-    std::size_t size;
-    std::uint32_t buckets;
-    Array** heads() { return reinterpret_cast<Array**>(this + 1); }
-  };
-  static constexpr std::uintptr_t MARK = 1;
-
-  bool isLarge() const { return (reinterpret_cast<std::uintptr_t>(small_) & MARK) != 0; }
-  Large* large() const { return reinterpret_cast<Large*>(reinterpret_cast<std::uintptr_t>(small_) & ~MARK); }
   std::uint32_t count() const {
-    if (isLarge()) return large()->buckets;
+    if (isLarge()) return large()->buckets();
     return small_ == nullptr ? DEFAULT_BUCKETS : small_->buckets;
   }
 
-  // Behind the last entry of the key's own bucket or a lower one.
-  std::uint32_t positionFor(std::uint32_t hash) const {
-    const std::uint32_t bucket = hash % small_->buckets;
-    std::uint32_t position = small_->size;
-    while (position > 0 && kxHash(small_->entries()[position - 1].key) % small_->buckets > bucket) --position;
-    return position;
+  // Null when there is no such key.
+  Entry* find(std::string_view key) const { return isLarge() ? large()->find(key, kxHash(key)) : findSmall(key); }
+  // The same for who knows the key's hash.
+  Entry* find(std::string_view key, std::uint32_t hash) const {
+    return isLarge() ? large()->find(key, hash) : findSmall(key);
   }
+  // In the order of the walk; null at the end.
+  Entry* first() const {
+    if (isLarge()) return large()->first();
+    return size() == 0 ? nullptr : small_->entries();
+  }
+  Entry* after(const Entry* entry) const {
+    if (isLarge()) return large()->after(static_cast<const typename Chains::Link*>(entry));
+    const auto next = static_cast<std::size_t>(entry - small_->entries()) + 1;
+    return next == small_->size ? nullptr : small_->entries() + next;
+  }
+
+  // The key must be new, and the hash its own. Not inlined, nor what else is rare: every user of a table would have it.
+  [[gnu::noinline]] T& insert(Entry entry, std::uint32_t hash) {
+    if (size() >= SMALL || size() >= std::size_t{ENTRIES_PER_BUCKET} * count()) makeRoom();
+    if (isLarge()) return large()->insert(std::move(entry), hash);
+    if (small_ == nullptr) small_ = Array::create(1, DEFAULT_BUCKETS);
+    unshare();
+    return Array::insert(small_, std::move(entry), hash);
+  }
+  bool remove(std::string_view key) {
+    if (isLarge()) return large()->remove(key, kxHash(key));
+    if (findSmall(key) == nullptr) return false;
+    unshare();
+    small_->remove(findSmall(key));
+    return true;
+  }
+
+ private:
+  static constexpr std::uintptr_t MARK = 1;
+
+  bool isLarge() const { return (reinterpret_cast<std::uintptr_t>(small_) & MARK) != 0; }
+  Chains* large() const { return reinterpret_cast<Chains*>(reinterpret_cast<std::uintptr_t>(small_) & ~MARK); }
+  void setLarge(Chains* chains) { small_ = reinterpret_cast<Array*>(reinterpret_cast<std::uintptr_t>(chains) | MARK); }
+  Entry* findSmall(std::string_view key) const { return small_ == nullptr ? nullptr : small_->find(key); }
 
   // A power of two suits the hash badly: sequential addresses would share their buckets.
   static std::uint32_t primeFrom(std::size_t least) {
@@ -128,23 +117,21 @@ class TableBuckets {
     }
   }
 
-  // Goes over to an array a bucket, and to more buckets where the table is full.
-  void spread(std::size_t wanted) {
-    const bool full = size() >= std::size_t{ENTRIES_PER_BUCKET} * count();
-    const std::uint32_t buckets = full ? primeFrom(wanted) : count();
-    if (isLarge() && !full) return;
-    auto* table = static_cast<Large*>(allocate(sizeof(Large) + buckets * sizeof(Array*)));
-    table->size = 0;
-    table->buckets = buckets;
-    for (std::uint32_t i = 0; i < buckets; ++i) table->heads()[i] = nullptr;
-    TableBuckets spreadOut;
-    spreadOut.small_ = reinterpret_cast<Array*>(reinterpret_cast<std::uintptr_t>(table) | MARK);
-    for (Array* const* bucket = first(); bucket != last(); ++bucket) {
-      for (std::uint32_t i = 0; *bucket != nullptr && i < (*bucket)->size; ++i) {
-        spreadOut.insert(std::move((*bucket)->entries()[i]));
+  // Goes over to chains, and to more buckets where the table is full.
+  void makeRoom() {
+    const bool isFull = size() >= std::size_t{ENTRIES_PER_BUCKET} * count();
+    const std::uint32_t buckets = isFull ? primeFrom(size() + 1) : count();
+    if (!isLarge()) {
+      Array* const array = Array::writable(small_);
+      setLarge(new Chains(buckets));
+      for (std::uint32_t i = 0; i < array->size; ++i) {
+        const std::uint32_t hash = kxHash(array->entries()[i].key);
+        large()->insert(std::move(array->entries()[i]), hash);
       }
+      Array::release(array);
+    } else if (isFull) {
+      large()->spread(buckets);
     }
-    *this = std::move(spreadOut);
   }
 
   Array* small_ = nullptr;

@@ -6,6 +6,7 @@
 #include <map>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/base/KXStringHashTable.h"
@@ -202,6 +203,43 @@ TEST(KXStringHashTableTest, CopiesAreIndependent) {
     EXPECT_EQ(*table.find(numbered(1)), 1);
     EXPECT_EQ(table.find("new"), nullptr);
     EXPECT_EQ(table.size(), static_cast<std::size_t>(size));
+  }
+}
+
+TEST(KXStringHashTableTest, SmallCopiesShareUntilOneIsChanged) {
+  Table table;
+  for (int i = 0; i < 5; ++i) table.set(String(numbered(i)), i);
+  const auto sharesAfter = [&table](auto change) {
+    Table copy = table;
+    EXPECT_TRUE(copy.isSharedWith(table));
+    change(copy);
+    EXPECT_EQ(table.size(), 5U);
+    for (int i = 0; i < 5; ++i) EXPECT_EQ(*std::as_const(table).find(numbered(i)), i);
+    return copy.isSharedWith(table);
+  };
+  EXPECT_TRUE(sharesAfter([](const Table& copy) { EXPECT_EQ(*copy.find(numbered(3)), 3); }));
+  EXPECT_TRUE(sharesAfter([](Table& copy) { EXPECT_FALSE(copy.remove("new")); }));
+  EXPECT_FALSE(sharesAfter([](Table& copy) { EXPECT_TRUE(copy.remove(numbered(3))); }));
+  EXPECT_FALSE(sharesAfter([](Table& copy) { copy.set(String(numbered(3)), 30); }));
+  EXPECT_FALSE(sharesAfter([](Table& copy) { copy.set("new", 1); }));
+  EXPECT_FALSE(sharesAfter([](Table& copy) { *copy.find(numbered(3)) = 30; }));
+  EXPECT_FALSE(sharesAfter([](Table& copy) { copy.begin()->value = 30; }));
+  EXPECT_FALSE(sharesAfter([](Table& copy) {
+    for (int i = 5; i < 200; ++i) copy.set(String(numbered(i)), i);
+  }));
+  EXPECT_FALSE(sharesAfter([](Table& copy) { copy.clear(); }));
+}
+
+TEST(KXStringHashTableTest, LargeTableThatWasEmptiedIsFilledAgain) {
+  Table table;
+  for (int round = 0; round < 3; ++round) {
+    for (int i = 0; i < 500; ++i) table.set(String(numbered(i)), i);
+    for (int i = 0; i < 500; i += 2) EXPECT_TRUE(table.remove(numbered(i)));
+    for (int i = 0; i < 100; i += 2) table.set(String(numbered(i)), -i);
+    EXPECT_EQ(table.size(), 300U);
+    for (int i = 0; i < 500; ++i) EXPECT_EQ(table.remove(numbered(i)), i % 2 == 1 || i < 100) << i;
+    EXPECT_TRUE(table.isEmpty());
+    EXPECT_THAT(keysOf(table), IsEmpty());
   }
 }
 
