@@ -62,7 +62,7 @@ class ValueHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
   bool start();
   template <class T>
   bool push(T&& value) {
-    if (++values_ > limits_.values) return fail("Too many values");
+    if (++values_ > limits_.values) return fail("Too many values", stream_.Tell());
     waiting_.emplace_back(std::forward<T>(value));
     return true;
   }
@@ -70,8 +70,8 @@ class ValueHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
   static ValueBlock* makeObject(std::span<Value> parts);
   // Puts the block in the place of the parts that it was made of.
   bool finish(ValueBlock* block, std::size_t parts);
-  bool fail(const char* what) {
-    stream_.fail(what, stream_.Tell());
+  bool fail(const char* what, std::size_t offset) {
+    stream_.fail(what, offset);
     return false;
   }
 
@@ -85,9 +85,11 @@ class ValueHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
   BlockCache objects_;
 };
 
+// The reader has passed the bracket.
 bool ValueHandler::start() {
-  if (++depth_ > limits_.depth) return fail("Nested too deeply");
-  return ++values_ <= limits_.values || fail("Too many values");
+  const std::size_t bracket = stream_.Tell() - 1;
+  if (++depth_ > std::min(limits_.depth, JsonLimits::MOST_DEPTH)) return fail("Nested too deeply", bracket);
+  return ++values_ <= limits_.values || fail("Too many values", bracket);
 }
 
 bool ValueHandler::EndArray(rapidjson::SizeType size) {
@@ -148,7 +150,7 @@ XCode Value::fromJson(std::string_view text, const JsonLimits& limits) {
   ValueHandler handler(stream, limits);
   ReaderMemory memory;
   rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, ReaderMemory> reader(&memory);
-  const auto result = reader.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseInsituFlag>(stream, handler);
+  const auto result = reader.Parse<rapidjson::kParseInsituFlag>(stream, handler);
   if (stream.error() != nullptr) return errorAt(stream.error(), stream.errorOffset());
   if (result.IsError()) return errorAt(rapidjson::GetParseError_En(result.Code()), stream.tokenAt(result.Offset()));
   // A NUL is the end of the text to the reader.

@@ -302,6 +302,14 @@ TEST(JsonReader, DepthIsBounded) {
   EXPECT_NE(errorOf("[[]]", limits), "");
 }
 
+TEST(JsonReader, NoLimitLetsTheStackGrowWithoutEnd) {
+  JsonLimits limits;
+  limits.depth = 1000000;
+  EXPECT_EQ(errorOf(repeated("[", 256) + repeated("]", 256), limits), "");
+  EXPECT_EQ(errorOf(repeated("[{\"a\":", 128) + "1" + repeated("}]", 128), limits), "");
+  EXPECT_EQ(errorOf(repeated("[", 1000000), limits), "Nested too deeply at byte 256");
+}
+
 TEST(JsonReader, DeepTextIsAnsweredAtOnce) {
   std::string arrays;
   arrays.assign(10000000, '[');

@@ -292,11 +292,6 @@ TEST(Value, NestingHasNoDepthThatBreaksIt) {
   EXPECT_EQ(value.toJson().length(), 2U * DEPTH + 1);
   EXPECT_EQ(other.toJson().length(), 6U * DEPTH + 1);
   EXPECT_FALSE(value == other);
-  Value again;
-  KX::Property::JsonLimits limits;
-  limits.depth = DEPTH;
-  ASSERT_TRUE(again.fromJson(other.toJson(), limits).isSuccess());
-  EXPECT_TRUE(again == other);
 }
 
 }  // namespace
