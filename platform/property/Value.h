@@ -68,7 +68,7 @@ class Value {
 
   // Elements or members; 0 for everything else.
   std::size_t size() const;
-  bool isEmpty() const { return size() == 0; }
+  bool isEmpty() const { return !isContainer() || size() == 0; }
 
   // Reading what is not there gives an unset value. Writing to a member or an element makes an object of a value that
   // is none, and an array element must exist. What is read of a temporary is a value of its own.

@@ -34,11 +34,14 @@ class TimeReader {
 
   // One character out of those given.
   char oneOf(std::string_view allowed) {
-    good_ = good_ && !rest_.empty() && allowed.find(rest_.front()) != std::string_view::npos;
-    if (!good_) return '\0';
-    const char found = rest_.front();
-    rest_.remove_prefix(1);
-    return found;
+    for (const char c : allowed) {
+      if (good_ && rest_.starts_with(c)) {
+        rest_.remove_prefix(1);
+        return c;
+      }
+    }
+    good_ = false;
+    return '\0';
   }
 
   int digit() {
