@@ -55,7 +55,7 @@ class CClientDiscoveryService : public CInherit<CClientDiscoveryService, CServic
   KXLWPtr<Node> addManualNode(const String& ipAddress);
   Property::Value runForEach(const Property::Value& nodes,
                              Shell::Command (*makeCommand)(const Property::Value& node)) const;
-  static Property::Value exportNode(Node& node, ExportMode mode, WireServices& services, ExportCounts& counts);
+  static Property::Value exportNode(Node& node, ExportMode mode, WireObjects& objects, ExportCounts& counts);
   void logExport(const Property::Value& nodes, const ExportCounts& counts) const;
 
   Repository* repository_ = nullptr;

@@ -14,9 +14,9 @@ Property::Value CClientDiscoveryService::exportNodes(ExportMode mode) {
   const auto marked = mode == All ? KXVector<KXLWPtr<Node>>() : repository_->getMarkedNodes();
   const auto& exported = mode == All ? known : marked;
   Property::Value nodes = Property::Value::array(exported.size());
-  WireServices services;
+  WireObjects objects;
   for (const KXLWPtr<Node>& node : exported) {
-    Property::Value value = exportNode(*node, mode, services, counts);
+    Property::Value value = exportNode(*node, mode, objects, counts);
     if (value.isValid()) nodes.add(std::move(value));
   }
   logExport(nodes, counts);
@@ -26,29 +26,29 @@ Property::Value CClientDiscoveryService::exportNodes(ExportMode mode) {
 
 // Kept on purpose: a changes-only export takes one mark a node, so a node that was added and has changed since is sent
 // twice, first as added, and by the next export as changed. Without a mark there is nothing to send: an unset value.
-Property::Value CClientDiscoveryService::exportNode(Node& node, ExportMode mode, WireServices& services,
+Property::Value CClientDiscoveryService::exportNode(Node& node, ExportMode mode, WireObjects& objects,
                                                     ExportCounts& counts) {
   if (mode == All) {
     node.clearRecentlyAdded();
     node.clearRecentlyDiscoveredServices();
     node.clearRecentlyChanged();
     ++counts.forced;
-    return node.toPropertyValue(Node::WithServices, services);
+    return node.toPropertyValue(Node::WithServices, objects);
   }
   if (node.isRecentlyAdded()) {
     node.clearRecentlyAdded();
     ++counts.recentlyAdded;
-    return node.toPropertyValue(Node::WithServices, services);
+    return node.toPropertyValue(Node::WithServices, objects);
   }
   if (node.hasRecentlyDiscoveredServices()) {
     node.clearRecentlyDiscoveredServices();
     ++counts.recentlyDiscoveredServices;
-    return node.toPropertyValue(Node::WithServices, services);
+    return node.toPropertyValue(Node::WithServices, objects);
   }
   if (node.isRecentlyChanged()) {
     node.clearRecentlyChanged();
     ++counts.recentlyChanged;
-    return node.toPropertyValue(Node::WithoutServices, services);
+    return node.toPropertyValue(Node::WithoutServices, objects);
   }
   return Property::Value();
 }

@@ -47,12 +47,12 @@ bool isNamedByKey(const KXStringHashTable<Service>& services) {
 }  // namespace
 
 Property::Value Node::toPropertyValue(ServiceSelector selector) const {
-  WireServices services;
-  return toPropertyValue(selector, services);
+  WireObjects objects;
+  return toPropertyValue(selector, objects);
 }
 
-Property::Value Node::toPropertyValue(ServiceSelector selector, WireServices& services) const {
-  Property::Value value = Property::Value::object(MOST_MEMBERS);
+Property::Value Node::toPropertyValue(ServiceSelector selector, WireObjects& objects) const {
+  Property::Value value = objects.object(MOST_MEMBERS);
   value.addMember("ipAddress"_s, ipAddress_);
   addUnlessEmpty(value, "physicalAddress"_s, physicalAddress_);
   addUnlessEmpty(value, "interface"_s, interface_);
@@ -63,7 +63,7 @@ Property::Value Node::toPropertyValue(ServiceSelector selector, WireServices& se
   if (statusChangeDate_.isValid()) {
     value.addMember("statusChangeDate"_s, statusChangeDate_.utc().toString(Clock::MACHINE));
   }
-  if (selector == WithServices && !services_.isEmpty()) value.addMember("services"_s, services.get(services_));
+  if (selector == WithServices && !services_.isEmpty()) value.addMember("services"_s, objects.services(services_));
   return value;
 }
 

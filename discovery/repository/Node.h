@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "discovery/common/NodeStatus.h"
-#include "discovery/repository/WireServices.h"
+#include "discovery/repository/WireObjects.h"
 #include "platform/base/KXPtr.h"
 #include "platform/base/KXStringHashTable.h"
 #include "platform/base/RefCounted.h"
@@ -49,8 +49,8 @@ class Node : public RefCounted {
 
   // The node as the server sees it; what is empty or unknown is left out.
   Property::Value toPropertyValue(ServiceSelector selector) const;
-  // The same for many nodes in a row, whose services have wire objects in common.
-  Property::Value toPropertyValue(ServiceSelector selector, WireServices& services) const;
+  // The same for many nodes in a row.
+  Property::Value toPropertyValue(ServiceSelector selector, WireObjects& objects) const;
   void getInfo(InfoContainer& container, unsigned maxLevel, unsigned level, unsigned maxColumn, unsigned column,
                const String& title) const;
 

@@ -67,7 +67,7 @@ class ValueHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
     return true;
   }
   std::span<Value> last(std::size_t parts) { return std::span<Value>(waiting_).last(parts); }
-  static ValueBlock* makeObject(std::span<Value> parts);
+  ValueBlock* makeObject(std::span<Value> parts);
   // Puts the block in the place of the parts that it was made of.
   bool finish(ValueBlock* block, std::size_t parts);
   bool fail(const char* what, std::size_t offset) {
@@ -82,6 +82,7 @@ class ValueHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Valu
   unsigned depth_ = 0;
   StringCache keys_;
   StringCache texts_;
+  Slab slab_;
   BlockCache objects_;
 };
 
@@ -93,7 +94,7 @@ bool ValueHandler::start() {
 }
 
 bool ValueHandler::EndArray(rapidjson::SizeType size) {
-  ValueBlock* block = ValueBlock::create(false, size);
+  ValueBlock* block = ValueBlock::create(false, size, &slab_);
   for (Value& element : last(size)) block->append(std::move(element));
   return finish(block, size);
 }
@@ -111,7 +112,7 @@ bool ValueHandler::EndObject(rapidjson::SizeType size) {
 
 // Of equal keys the last one's value stands in the first one's place.
 ValueBlock* ValueHandler::makeObject(std::span<Value> parts) {
-  ValueBlock* block = ValueBlock::create(true, parts.size() / 2);
+  ValueBlock* block = ValueBlock::create(true, parts.size() / 2, &slab_);
   for (std::size_t i = 0; i < parts.size(); i += 2) {
     const std::uint32_t known = block->find(parts[i].stringView());
     if (known == ValueBlock::NONE) {

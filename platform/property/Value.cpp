@@ -44,6 +44,10 @@ Value Value::object(std::size_t reserved) {
   return {Type::OBJECT, reserved == 0 ? nullptr : ValueBlock::create(true, reserved)};
 }
 
+Value Value::object(std::size_t reserved, Slab& slab) {
+  return {Type::OBJECT, reserved == 0 ? nullptr : ValueBlock::create(true, reserved, &slab)};
+}
+
 void Value::become(Type container) {
   if (type_ != container) *this = Value(container, nullptr);
 }

@@ -15,6 +15,7 @@
 namespace KX::Property {
 
 class BlockCache;
+class Slab;
 struct Member;
 struct ValueBlock;
 
@@ -56,6 +57,8 @@ class Value {
   static Value null();
   static Value array(std::size_t reserved = 0);
   static Value object(std::size_t reserved = 0);
+  // For whoever makes many that go together.
+  static Value object(std::size_t reserved, Slab& slab);
 
   Type type() const { return type_; }
   bool isValid() const { return type_ != Type::UNSET; }

@@ -23,13 +23,14 @@ std::size_t slotCount(bool isObject, std::size_t capacity) {
 
 }  // namespace
 
-ValueBlock* ValueBlock::create(bool isObject, std::size_t capacity) {
+ValueBlock* ValueBlock::create(bool isObject, std::size_t capacity, Slab* slab) {
   static_assert(sizeof(ValueBlock) % alignof(Member) == 0 && alignof(Member) <= alignof(std::max_align_t));
   if (capacity > std::numeric_limits<std::uint32_t>::max() / 64) outOfMemory();
   const std::size_t slots = slotCount(isObject, capacity);
   const std::size_t itemSize = isObject ? sizeof(Member) : sizeof(Value);
-  void* memory = allocate(sizeof(ValueBlock) + capacity * itemSize + slots * sizeof(std::uint32_t));
-  auto* block = new (memory) ValueBlock(isObject, static_cast<std::uint32_t>(capacity));
+  const std::size_t bytes = sizeof(ValueBlock) + capacity * itemSize + slots * sizeof(std::uint32_t);
+  const Slab::Piece piece = slab == nullptr ? Slab::Piece{allocate(bytes), 0} : slab->take(bytes);
+  auto* block = new (piece.memory) ValueBlock(isObject, static_cast<std::uint32_t>(capacity), piece.place);
   std::fill_n(block->slots(), slots, NONE);
   return block;
 }
@@ -45,7 +46,7 @@ ValueBlock* ValueBlock::writable(ValueBlock* block, bool isObject, std::uint32_t
     release(block);
   } else if (block != nullptr) {
     fresh->takeItemsOf(*block);
-    std::free(block);
+    Slab::giveBack({block, block->place});
   }
   return fresh;
 }
@@ -87,7 +88,7 @@ void ValueBlock::destroy(ValueBlock* block) {
       if (block->isObject) block->members()[i].key.~String();
       rest = destroyItem(block->isObject ? block->members()[i].value : block->elements()[i], rest);
     }
-    std::free(block);
+    Slab::giveBack({block, block->place});
     block = rest;
   }
 }

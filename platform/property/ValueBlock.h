@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/base/Count.h"
+#include "platform/property/Slab.h"
 #include "platform/property/Value.h"
 
 namespace KX::Property {
@@ -32,9 +33,10 @@ struct ValueBlock {
   };
   std::uint32_t size;
   bool isObject;
+  std::uint16_t place;  // in its slab
 
-  // An empty block with one reference.
-  static ValueBlock* create(bool isObject, std::size_t capacity);
+  // An empty block with one reference, on the heap without a slab.
+  static ValueBlock* create(bool isObject, std::size_t capacity, Slab* slab = nullptr);
   // Exchanges a reference, or null, for the only reference to a block with the same items and room for some more.
   static ValueBlock* writable(ValueBlock* block, bool isObject, std::uint32_t room);
   static void release(ValueBlock* block);
@@ -58,7 +60,8 @@ struct ValueBlock {
   Value& append(Value&& key, Value&& value) { return append(std::move(key.data_.string), std::move(value)); }
 
  private:
-  ValueBlock(bool object, std::uint32_t capacity) : use{Count(1), capacity}, size(0), isObject(object) {}
+  ValueBlock(bool object, std::uint32_t capacity, std::uint16_t slabPlace)
+      : use{Count(1), capacity}, size(0), isObject(object), place(slabPlace) {}
 
   static void destroy(ValueBlock* block);
   static ValueBlock* destroyItem(Value& item, ValueBlock* dead);

@@ -155,15 +155,19 @@ class TimeWriter {
     if (year < 0) put('-');
     number(static_cast<std::uint32_t>(std::abs(year)), 4);
     put('-');
-    number(static_cast<unsigned>(date.month()), 2);
+    twoDigits(static_cast<unsigned>(date.month()));
     put('-');
-    number(static_cast<unsigned>(date.day()), 2);
+    twoDigits(static_cast<unsigned>(date.day()));
     put(separator);
-    number(time / 3600, 2);
+    twoDigits(time / 3600);
     put(':');
-    number(time / 60 % 60, 2);
+    twoDigits(time / 60 % 60);
     put(':');
-    number(time % 60, 2);
+    twoDigits(time % 60);
+  }
+  void twoDigits(std::uint32_t value) {
+    put(static_cast<char>('0' + value / 10));
+    put(static_cast<char>('0' + value % 10));
   }
   // With leading zeros.
   void number(std::uint32_t value, unsigned digits) {
@@ -196,7 +200,7 @@ String machineFormat(const KX::Clock::Time& time, bool isUtc) {
   writer.put(minutes < 0 ? '-' : '+');
   writer.number(distance / 60, 2);
   writer.put(':');
-  writer.number(distance % 60, 2);
+  writer.twoDigits(distance % 60);
   return writer.text();
 }
 

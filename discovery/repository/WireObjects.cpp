@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "discovery/repository/WireServices.h"
+#include "discovery/repository/WireObjects.h"
 
 #include <iterator>
 
@@ -27,7 +27,7 @@ Property::Value make(const Services& services) {
 
 }  // namespace
 
-Property::Value WireServices::get(const Services& services) {
+Property::Value WireObjects::services(const Services& services) {
   std::size_t slot = 0;
   for (const auto& entry : services) slot = slot * 31 + entry.value.port;
   Made& made = made_[(slot ^ slot >> 8U) % std::size(made_)];
