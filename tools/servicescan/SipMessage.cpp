@@ -7,9 +7,9 @@
 #include <charconv>
 #include <cinttypes>
 #include <cstdio>
-#include <memory>
 
 #include "tools/servicescan/Model.h"
+#include "tools/servicescan/SipMemory.h"
 
 namespace ServiceScan {
 namespace {
@@ -41,21 +41,17 @@ struct Quad {
   char text[16];
 };
 
-struct Freed {
-  void operator()(osip_message_t* message) const { osip_message_free(message); }
-};
-using Message = std::unique_ptr<osip_message_t, Freed>;
-
 // Without a place for it, the library says on stdout what is wrong with a message.
 int startLibrary() {
   osip_trace_initialize_func(TRACE_LEVEL0, [](const char*, int, osip_trace_level_t, const char*, va_list) {});
   return parser_init();
 }
 
-Message newMessage() {
-  static const int STATUS = startLibrary();
+// Null when it is malformed.
+osip_message_t* parse(std::string_view text) {
   osip_message_t* message = nullptr;
-  return Message(STATUS == 0 && osip_message_init(&message) == 0 ? message : nullptr);
+  if (osip_message_init(&message) != 0) return nullptr;
+  return osip_message_parse(message, text.data(), text.size()) == 0 ? message : nullptr;
 }
 
 String readModel(osip_message_t* message) {
@@ -91,15 +87,16 @@ std::size_t writeSipOptions(const SipRequest& request, std::span<char> message) 
 }
 
 bool readSipResponse(std::string_view text, SipResponse& response) {
-  if (!text.starts_with("SIP/2.0 ")) return false;
-  const Message message = newMessage();
-  if (message == nullptr || osip_message_parse(message.get(), text.data(), text.size()) != 0) return false;
-  if (!MSG_IS_RESPONSE(message.get()) || message->call_id == nullptr || message->call_id->number == nullptr)
-    return false;
+  static const int STATUS = startLibrary();
+  if (STATUS != 0 || !text.starts_with("SIP/2.0 ")) return false;
+  const SipMemory memory;
+  osip_message_t* const message = parse(text);
+  if (message == nullptr || !MSG_IS_RESPONSE(message)) return false;
+  if (message->call_id == nullptr || message->call_id->number == nullptr) return false;
   if (message->status_code < MIN_STATUS || message->status_code > MAX_STATUS) return false;
   if (!readCallId(message->call_id->number, response)) return false;
   response.status = static_cast<unsigned>(message->status_code);
-  response.model = readModel(message.get());
+  response.model = readModel(message);
   return true;
 }
 

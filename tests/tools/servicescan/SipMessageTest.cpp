@@ -140,6 +140,12 @@ TEST(SipMessageTest, CompactAndFoldedHeadersAreRead) {
   EXPECT_TRUE(folded.starts_with("Varnel") && folded.ends_with("3")) << folded;
 }
 
+TEST(SipMessageTest, AResponseOfThousandsOfPiecesIsRead) {
+  std::string headers;
+  for (int count = 0; count < 300; ++count) headers += "k:a,b\r\n";
+  EXPECT_EQ(modelOf(withCallId(headers + "User-Agent: Varnel\r\n")), "Varnel");
+}
+
 TEST(SipMessageTest, AnyStatusIsRead) {
   for (const unsigned status : {100U, 180U, 200U, 302U, 404U, 486U, 503U, 603U}) {
     SipResponse response{};
