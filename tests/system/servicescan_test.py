@@ -399,6 +399,14 @@ class Https(ServiceScan):
         self.assertEqual(shown, [outcome for _, outcome in cases])
         self.assert_took(2 * TIMEOUT_MS, 2 * TIMEOUT_MS)
 
+    def test_more_silent_hosts_than_sessions_do_not_hide_a_good_one(self):
+        self.serve("0.0.0.0", 8443, stay_silent)
+        self.serve("127.3.4.1", 443, over_tls(self.context(), answer_with(HEAD)))
+        silent = [f"127.3.3.{host} https:8443" for host in range(250)] + [f"127.3.5.{host} https:8443" for host in range(50)]
+        self.assertEqual(self.outcomes([*silent, "127.3.4.1 https:443"], *QUICK), ["No answer to TLS"] * 300 + [True])
+        # There were too many to be asked at once: the last had to wait until the first were given up.
+        self.assert_took(4 * TIMEOUT_MS, 4 * TIMEOUT_MS)
+
 
 class Datagrams(ServiceScan):
     def services(self, lines, *options):

@@ -65,6 +65,9 @@ void DatagramProber::use(int socket) {
   batch_ = std::make_unique<Batch>();
   const int on = 1;
   static_cast<void>(setsockopt(socket, SOL_IP, IP_RECVERR, &on, sizeof(on)));
+  // Questions are small. What is never fragmented needs no number for its fragments, which takes the kernel time.
+  const int never = IP_PMTUDISC_DO;
+  static_cast<void>(setsockopt(socket, SOL_IP, IP_MTU_DISCOVER, &never, sizeof(never)));
   if (setsockopt(socket, SOL_SOCKET, SO_RCVBUFFORCE, &RECEIVE_BUFFER_BYTES, sizeof(int)) != 0) {
     static_cast<void>(setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &RECEIVE_BUFFER_BYTES, sizeof(int)));
   }

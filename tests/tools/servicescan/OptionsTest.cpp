@@ -33,6 +33,7 @@ TEST(OptionsTest, AFileIsEnough) {
   EXPECT_EQ(options.community, "public");
   EXPECT_EQ(options.sweep.timeoutMs, 1000U);
   EXPECT_EQ(options.sweep.tries, 2U);
+  EXPECT_FALSE(options.sweep.isPatient);
   EXPECT_EQ(options.sweep.parallel, 4096U);
   EXPECT_EQ(options.sweep.packetsPerSecond, 0U);
 }
@@ -40,7 +41,7 @@ TEST(OptionsTest, AFileIsEnough) {
 TEST(OptionsTest, EachOptionIsTaken) {
   Options options;
   ASSERT_TRUE(parse({"--targets=/t", "--json", "--timeout", "250", "--tries", "3", "--community", "s3cret",
-                     "--parallel", "17", "--rate=99"},
+                     "--parallel", "17", "--rate=99", "--patient"},
                     options)
                   .isSuccess());
   EXPECT_EQ(options.targetFile, "/t");
@@ -48,6 +49,7 @@ TEST(OptionsTest, EachOptionIsTaken) {
   EXPECT_EQ(options.community, "s3cret");
   EXPECT_EQ(options.sweep.timeoutMs, 250U);
   EXPECT_EQ(options.sweep.tries, 3U);
+  EXPECT_TRUE(options.sweep.isPatient);
   EXPECT_EQ(options.sweep.parallel, 17U);
   EXPECT_EQ(options.sweep.packetsPerSecond, 99U);
 }
@@ -90,6 +92,7 @@ TEST(OptionsTest, WhatIsNotUnderstoodIsNamed) {
   EXPECT_EQ(errorOf({"-t", "/t", "-xj"}), "unknown option: -x");
   EXPECT_EQ(errorOf({"-jx"}), "unknown option: -x");
   EXPECT_EQ(errorOf({"--json=yes"}), "unknown option: --json=yes");
+  EXPECT_EQ(errorOf({"--patient=yes"}), "unknown option: --patient=yes");
   EXPECT_EQ(errorOf({"-t", "/t", "more"}), "unexpected argument: more");
   EXPECT_EQ(errorOf({"-t"}), "-t needs a value");
   EXPECT_EQ(errorOf({"--rate"}), "--rate needs a value");
@@ -135,7 +138,7 @@ TEST(OptionsTest, ACommunityHasOneTo255Bytes) {
 TEST(OptionsTest, TheUsageNamesEveryOption) {
   const std::string_view text = usage();
   for (const char* option : {"-t, --targets", "-j, --json", "--timeout", "--tries", "--community", "--parallel",
-                             "--rate", "--version", "--help"}) {
+                             "--rate", "--patient", "--version", "--help"}) {
     EXPECT_NE(text.find(option), std::string_view::npos) << option;
   }
 }

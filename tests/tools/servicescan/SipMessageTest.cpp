@@ -97,6 +97,21 @@ TEST_F(SipRequestTest, NamesWhereTheAnswerComesTo) {
   EXPECT_STREQ(contact->url->port, "40000");
 }
 
+TEST_F(SipRequestTest, HasNothingButThis) {
+  char text[768];
+  EXPECT_EQ(std::string_view(text, writeSipOptions(REQUEST, text)),
+            "OPTIONS sip:192.0.2.20:5060 SIP/2.0\r\n"
+            "Via: SIP/2.0/UDP 192.0.2.1:40000;rport;branch=z9hG4bK0123456789abcdef-0000002a\r\n"
+            "Max-Forwards: 70\r\n"
+            "From: <sip:servicescan@192.0.2.1>;tag=0123456789abcdef-0000002a\r\n"
+            "To: <sip:192.0.2.20:5060>\r\n"
+            "Call-ID: 0123456789abcdef-0000002a\r\n"
+            "CSeq: 1 OPTIONS\r\n"
+            "Contact: <sip:servicescan@192.0.2.1:40000>\r\n"
+            "Accept: application/sdp\r\n"
+            "Content-Length: 0\r\n\r\n");
+}
+
 TEST_F(SipRequestTest, CarriesCookieAndNumber) {
   write(REQUEST);
   EXPECT_STREQ(message_->call_id->number, ITS_CALL_ID);
@@ -108,13 +123,21 @@ TEST_F(SipRequestTest, TheLargestNumbersFit) {
   EXPECT_STREQ(message_->req_uri->host, "255.255.255.255");
 }
 
+// It is never fragmented. Linux believes in no path's MTU below 552, of which the headers of IP and UDP take 28.
+TEST_F(SipRequestTest, FitsIntoOnePacketOfAnyNetwork) {
+  char text[768];
+  const SipRequest longest{~std::uint64_t{0}, ~std::uint32_t{0}, 0xffffffff, 0xffffffff, 65535, 65535};
+  EXPECT_LE(writeSipOptions(longest, text), 552U - 28);
+}
+
 TEST(SipMessageTest, ARequestThatDoesNotFitHasNoLength) {
   char text[768];
   const std::size_t length = writeSipOptions(REQUEST, text);
-  const auto memory = std::make_unique<char[]>(length + 1);
-  EXPECT_EQ(writeSipOptions(REQUEST, {memory.get(), length + 1}), length);
-  EXPECT_EQ(writeSipOptions(REQUEST, {memory.get(), length}), 0U);
+  const auto memory = std::make_unique<char[]>(length);
+  EXPECT_EQ(writeSipOptions(REQUEST, {memory.get(), length}), length);
+  EXPECT_EQ(writeSipOptions(REQUEST, {memory.get(), length - 1}), 0U);
   EXPECT_EQ(writeSipOptions(REQUEST, {memory.get(), 1}), 0U);
+  EXPECT_EQ(writeSipOptions(REQUEST, {memory.get(), 0}), 0U);
 }
 
 TEST(SipMessageTest, UserAgentIsTheModelOrElseServer) {
@@ -138,6 +161,12 @@ TEST(SipMessageTest, CompactAndFoldedHeadersAreRead) {
             "Compact");
   const std::string folded = modelOf(withCallId("User-Agent: Varnel\r\n Phone\r\n\t3\r\n"));
   EXPECT_TRUE(folded.starts_with("Varnel") && folded.ends_with("3")) << folded;
+}
+
+TEST(SipMessageTest, AResponseOfThousandsOfPiecesIsRead) {
+  std::string headers;
+  for (int count = 0; count < 300; ++count) headers += "k:a,b\r\n";
+  EXPECT_EQ(modelOf(withCallId(headers + "User-Agent: Varnel\r\n")), "Varnel");
 }
 
 TEST(SipMessageTest, AnyStatusIsRead) {
