@@ -9,6 +9,7 @@
 #include "bench/sync/SyncRequest.h"
 
 using KX::NMS::Discovery::Node;
+using KX::NMS::Discovery::NodeStatus;
 using KX::NMS::Discovery::Service;
 
 namespace {
@@ -64,4 +65,34 @@ double updateServices(std::size_t nodes) {
   require(std::none_of(all.begin(), all.end(), [](const auto& node) { return node->hasRecentlyDiscoveredServices(); }),
           "an update marks a node that does not change");
   return time;
+}
+
+double lookUp(std::size_t nodes) {
+  Device device;
+  Device scanned;
+  device.receive(syncRequest(nodes));
+  scanned.receive(syncRequest(nodes));
+  bool isUp = true;
+  const double time = forFindings(scanned.repository, [&](const Findings& found) {
+    isUp = isUp && device.repository.getNodeByIpAddress(found.ipAddress)->status() == NodeStatus::UP;
+  });
+  require(isUp, "a node that is not the one that is looked for");
+  return time;
+}
+
+double compareTexts(std::size_t nodes) {
+  Device device;
+  device.receive(syncRequest(nodes));
+  return nanoseconds([&] {
+    std::size_t equal = 0;
+    const double time = timed([&] {
+      for (const auto& node : device.repository.getNodes()) {
+        const String before = node->toPropertyValue(Node::WithServices).toJson();
+        const String after = node->toPropertyValue(Node::WithServices).toJson();
+        if (before == after) ++equal;
+      }
+    });
+    require(equal == nodes, "the texts of a node differ");
+    return time;
+  });
 }

@@ -184,6 +184,8 @@ void printTimes() {
   perNode("sync of known nodes", syncAgain);
   const Figures full = perNode("export of all", exportAll);
   perNode("service update without a change", updateServices);
+  perNode("  of which to find the node", lookUp);
+  perNode("the two texts that a comparison would need", compareTexts);
   perNode("removal, oldest first", [](std::size_t size) { return removeAll(size, [](auto&) {}); });
   perNode("removal, newest first",
           [](std::size_t size) { return removeAll(size, [](auto& all) { std::reverse(all.begin(), all.end()); }); });
