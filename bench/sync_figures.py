@@ -2,8 +2,8 @@
 # SPDX-License-Identifier: Apache-2.0
 """What the node list costs: bench/sync_figures.py BUILD_FOLDER
 
-A sync from text in to text out beside the limit, a program of simdjson and a compact table that answers the same; exports,
-updates and removals as the list grows; bytes a node.
+A sync from text in to text out beside the limit, a program of simdjson and a compact table that answers the same, and
+beside what one would write by hand with a JSON library; exports, updates and removals as the list grows; bytes a node.
 """
 import re
 import subprocess
@@ -14,17 +14,19 @@ options = arguments(__doc__)
 bench = options.build / "bench/sync/sync-bench"
 output = "".join(subprocess.run([bench, *words], stdout=subprocess.PIPE, text=True, check=True).stdout
                  for words in ([["limit"], ["memory"]] if options.short else [[]]))
-# As sync-bench writes them: a name, and columns two blanks or more apart from it.
+# As sync-bench writes them: a name, and columns two blanks or more apart from it; ours comes before what is by hand.
 rows = [re.split(r"  +", line.strip().replace(" x", "x")) for line in output.splitlines() if re.search(r"\S  +\S", line)]
 times = [row for row in rows if len(row) in (4, 5)]
 sync = next(([float(word.rstrip("x")) for word in row[1:]] for row in times if row[0] == "times the limit"), None)
 kept = re.search(r"bytes a node, kept +([\d.]+)", output)
 peak = re.search(r"times its text +([\d.]+)", output)
+by_hand = re.findall(r"by hand with (.+)\n.*kept +([\d.]+)\n.*times its text +([\d.]+)", output)
 changes = re.search(r"changes-only export .*, ([\d.]+) %", output)
 report = Report()
 header, *body = times
 report.add_table("The node list, nanoseconds a node", ["", *header[1:]], [[*row, ""][:len(header)] for row in body], [
     f"kept of 100,000 nodes: {kept[1]} bytes a node; a sync's most beyond that: {peak[1]} times its text",
+    *(f"by hand with {name}: {bytes_a_node} bytes a node, and {times_text} times the text" for name, bytes_a_node, times_text in by_hand),
     *([f"export of ten changes among 100,000: {changes[1]} % of a full one"] if changes else [])])
 report.add_figures(sync_bytes_a_node=float(kept[1]), sync_peak_x_text=float(peak[1]))
 if sync:
@@ -38,6 +40,12 @@ if "export of all" in growth:
     report.add_figures(sync_growth=growth["sync"], export_growth=growth["export of all"],
                        removal_growth=max(growth[row[0]] for row in removals),
                        removal_seconds=max(float(row[3]) for row in removals) * 100_000 / 1e9)
+# An update's share of what the same takes by texts, and of a sync; the worst size counts.
+nanoseconds = {row[0]: [float(word) for word in row[1:4]] for row in body if len(row) == 5}
+if texts := nanoseconds.get("the two texts that a comparison would need"):
+    update = nanoseconds["service update without a change"]
+    share = lambda others: max(100 * mine / other for mine, other in zip(update, others))
+    report.add_figures(update_percent_of_texts=share(texts), update_percent_of_sync=share(nanoseconds["sync"]))
 if changes:
     report.add_figures(changes_percent=float(changes[1]))
 report.finish(options.json)

@@ -1,54 +1,36 @@
 // SPDX-License-Identifier: Apache-2.0
 // What the node list costs: a sync from text in to text out, exports, service updates, removals, and memory. Beside the
-// sync stands the least that a program of this kind needs for it. Each figure is the median of several rounds.
+// sync stand the least that a program of this kind needs for it, and what one would write by hand with a JSON library.
+// Each figure is the median of several rounds.
 //   sync-bench                      everything
 //   sync-bench limit                the sync beside its limit alone
+//   sync-bench peers                the same and the programs by hand
 //   sync-bench memory               the memory alone, which an emulator can measure as well
 //   sync-bench sync|export [NODES]  one thing for two seconds, for a profiler
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <optional>
 #include <string_view>
 #include <vector>
 
 #include "bench/sync/Allocations.h"
 #include "bench/sync/Device.h"
+#include "bench/sync/Rounds.h"
+#include "bench/sync/ServiceUpdates.h"
+#include "bench/sync/SyncProgram.h"
 #include "bench/sync/SyncRequest.h"
-#ifdef HAVE_SIMDJSON
-#include "bench/sync/SyncLimit.h"
-#endif
 
 namespace {
 
-using KX::Clock;
 using KX::NMS::Discovery::CClientDiscoveryService;
 using KX::NMS::Discovery::NodeStatus;
-using KX::NMS::Discovery::Service;
 
 constexpr std::size_t SIZES[] = {1000, 10000, 100000};
 constexpr std::size_t LARGEST = 100000;
 constexpr const char* FORMAT = "%-44s %9.1f %9.1f %9.1f %8.2f x\n";
 
 using Figures = std::vector<double>;
-
-// The median over the rounds, each of which says how long it took what it measures.
-template <class Round>
-double nanoseconds(const Round& round) {
-  Figures times;
-  double total = 0;
-  while (times.size() < 3 || (total < 4e8 && times.size() < 500)) total += times.emplace_back(round());
-  std::nth_element(times.begin(), times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2), times.end());
-  return times[times.size() / 2];
-}
-
-template <class Call>
-double timed(const Call& call) {
-  const auto start = std::chrono::steady_clock::now();
-  call();
-  return std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - start).count();
-}
+using Maker = std::unique_ptr<SyncProgram> (*)();
 
 // For each size what a node takes, and how that grows.
 template <class Measure>
@@ -59,26 +41,20 @@ Figures perNode(const char* what, const Measure& measure) {
   return figures;
 }
 
-void require(bool isRight, const char* what) {
-  if (isRight) return;
-  static_cast<void>(std::fprintf(stderr, "sync-bench: %s\n", what));
-  std::exit(1);
-}
-
-#ifdef HAVE_SIMDJSON
-double limitSync(std::size_t size) {
+double syncOf(const Maker& make, std::size_t size) {
   const String request = syncRequest(size);
-  const simdjson::padded_string padded(request.view());
+  std::string padded(request.view());
+  padded.append(SyncProgram::PADDING, '\0');
+  const std::string_view text(padded.data(), request.length());
   Device device;
   device.receive(request);
-  require(device.sent() == SyncLimit().sync(padded), "the limit answers otherwise than the library");
+  require(device.sent() == make()->sync(text), "a program to compare with answers otherwise than the library");
   return nanoseconds([&] {
-    std::optional<SyncLimit> limit(std::in_place);
+    const std::unique_ptr<SyncProgram> program = make();
     std::string answer;
-    return timed([&] { answer = limit->sync(padded); });
+    return timed([&] { answer = program->sync(text); });
   });
 }
-#endif
 
 double sync(std::size_t size) {
   const String request = syncRequest(size);
@@ -122,20 +98,6 @@ double exportTen(std::size_t size) {
   });
 }
 
-// A service scan that finds what is known already: the update and the comparison, whose outcome is "no change".
-double updateServices(std::size_t size) {
-  Device device;
-  device.receive(syncRequest(size));
-  return nanoseconds([&] {
-    return timed([&] {
-      for (const auto& node : device.repository.getNodes()) {
-        static_cast<void>(device.repository.setDiscoveredServices(node->ipAddress(), node->services(), node->model(),
-                                                                  node->systemObjectID()));
-      }
-    });
-  });
-}
-
 std::vector<String> addresses(const Device& device) {
   std::vector<String> result;
   for (const auto& node : device.repository.getNodes()) result.push_back(node->ipAddress());
@@ -166,40 +128,64 @@ void shuffle(std::vector<String>& all) {
   }
 }
 
-void printMemory() {
-  const String request = syncRequest(LARGEST);
-  Device device;
+// What is kept when the answer is gone, and the most beyond that. The call gives the length of the answer that it
+// leaves.
+template <class Call, class Drop>
+void printMemoryOf(const String& request, const Call& call, const Drop& dropAnswer) {
   Allocations::begin();
-  device.receive(request);
-  const auto answer = static_cast<double>(device.sent().length());
-  device.dropSent();
+  const auto answer = static_cast<double>(call());
+  dropAnswer();
   const auto kept = static_cast<double>(Allocations::now());
   const auto peak = static_cast<double>(Allocations::peak());
   Allocations::end();
   const auto text = static_cast<double>(request.length());
-  std::printf("\nmemory at %zu nodes\n", LARGEST);
   std::printf("  bytes a node, kept                       %9.1f\n", kept / static_cast<double>(LARGEST));
   std::printf("  a sync's most beyond that, times its text %8.2f (of which the answer %.2f)\n", (peak - kept) / text,
               answer / text);
 }
 
-void printSync() {
+void printMemory() {
+  const String request = syncRequest(LARGEST);
+  std::printf("\nmemory at %zu nodes\n", LARGEST);
+  Device device;
+  const auto receive = [&] {
+    device.receive(request);
+    return device.sent().length();
+  };
+  printMemoryOf(request, receive, [&] { device.dropSent(); });
+  for (const SyncPeer& peer : syncPeers()) {
+    const std::unique_ptr<SyncProgram> program = peer.make();
+    std::string answer;
+    const auto sync = [&] { return (answer = program->sync(request)).size(); };
+    std::printf("by hand with %s\n", peer.name);
+    printMemoryOf(request, sync, [&] { answer = std::string(); });
+  }
+}
+
+void printTimesLimit(const Figures& figures, const Figures& limit) {
+  if (limit.empty()) return;
+  std::printf("%-44s %7.2f x %7.2f x %7.2f x\n", "  times the limit", figures[0] / limit[0], figures[1] / limit[1],
+              figures[2] / limit[2]);
+}
+
+void printSync(const std::vector<SyncPeer>& peers) {
+  const auto by = [](Maker make) { return [make](std::size_t size) { return syncOf(make, size); }; };
   std::printf("%-44s %9s %9s %9s %10s\n", "nanoseconds a node", "1k", "10k", "100k", "growth");
-#ifdef HAVE_SIMDJSON
-  const Figures limit = perNode("sync, the limit", limitSync);
-#endif
-  [[maybe_unused]] const Figures ours = perNode("sync", sync);
-#ifdef HAVE_SIMDJSON
-  std::printf("%-44s %7.2f x %7.2f x %7.2f x\n", "  times the limit", ours[0] / limit[0], ours[1] / limit[1],
-              ours[2] / limit[2]);
-#endif
+  Figures limit;
+  if (makeSyncLimit() != nullptr) limit = perNode("sync, the limit", by(makeSyncLimit));
+  printTimesLimit(perNode("sync", sync), limit);
+  for (const SyncPeer& peer : peers) {
+    printTimesLimit(perNode(String::format("sync by hand with %s", peer.name).c_str(), by(peer.make)), limit);
+  }
 }
 
 void printTimes() {
-  printSync();
+  printSync(syncPeers());
   perNode("sync of known nodes", syncAgain);
   const Figures full = perNode("export of all", exportAll);
   perNode("service update without a change", updateServices);
+  perNode("  of which to find the node", lookUp);
+  perNode("the two texts that a comparison would need", compareTexts);
   perNode("removal, oldest first", [](std::size_t size) { return removeAll(size, [](auto&) {}); });
   perNode("removal, newest first",
           [](std::size_t size) { return removeAll(size, [](auto& all) { std::reverse(all.begin(), all.end()); }); });
@@ -234,7 +220,9 @@ int main(int argc, char** argv) {
   if (what == "sync" || what == "export") {
     repeat(what, argc > 2 ? std::strtoul(argv[2], nullptr, 10) : SIZES[0]);
   } else if (what == "limit") {
-    printSync();
+    printSync({});
+  } else if (what == "peers") {
+    printSync(syncPeers());
   } else if (what == "memory") {
     printMemory();
   } else {

@@ -6,11 +6,13 @@
 #include <chrono>
 #include <cstring>
 
-#include "platform/base/String.h"
+#include "bench/sync/ServiceOrder.h"
 
 namespace {
 
 using simdjson::dom::element;
+
+static_assert(SyncProgram::PADDING >= simdjson::SIMDJSON_PADDING);
 
 constexpr std::uint32_t FREE = 0xffffffffU;
 constexpr std::string_view STATUS[] = {"unknown", "down", "up"};
@@ -106,7 +108,6 @@ void SyncLimit::reserve() {
   }
 }
 
-// In the order of the library's service tables.
 void SyncLimit::takeServices(Row& row, element services) {
   row.services = static_cast<std::uint32_t>(services_.size());
   const simdjson::dom::object members = services.get_object().value_unsafe();
@@ -115,7 +116,7 @@ void SyncLimit::takeServices(Row& row, element services) {
   }
   row.serviceCount = static_cast<std::uint8_t>(services_.size() - row.services);
   std::stable_sort(services_.begin() + row.services, services_.end(), [this](const Service& a, const Service& b) {
-    return kxHash(textAt(a.name)) % 16 < kxHash(textAt(b.name)) % 16;
+    return serviceOrder(textAt(a.name)) < serviceOrder(textAt(b.name));
   });
 }
 
@@ -181,3 +182,5 @@ std::string SyncLimit::sync(std::string_view request) {
   }
   return out.append("]}");
 }
+
+std::unique_ptr<SyncProgram> makeSyncLimit() { return std::make_unique<SyncLimit>(); }

@@ -8,13 +8,14 @@
 #include <string_view>
 #include <vector>
 
+#include "bench/sync/SyncProgram.h"
+
 // The least that a sync costs: simdjson reads the request, a compact table with an index by address of either kind
 // takes the nodes, and the table is written out as the answer. It does what the library does with the requests of the
 // benchmark, to the letter, and nothing else: one request, no other input, no limits, no errors.
-class SyncLimit {
+class SyncLimit final : public SyncProgram {
  public:
-  // The request must have simdjson's padding behind it.
-  std::string sync(std::string_view request);
+  std::string sync(std::string_view request) override;
 
  private:
   struct Service {
