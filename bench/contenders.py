@@ -135,13 +135,14 @@ def fping(truth):
                      lambda output: {(address, "ping") for address in output.split()}, truth)
 
 
-def curl(service, hosts, truth):
+def curl(services, hosts, truth):
     """All URLs from one process, as many at once as it can; it prints a line for each that answered."""
     configuration = STATE / "curl"
-    configuration.write_text("".join(f'url = "{service}://{address}/"\noutput = "/dev/null"\n' for address, _ in hosts))
+    configuration.write_text("".join(f'url = "{service}://{address}/"\noutput = "/dev/null"\n'
+                                     for address, _ in hosts for service in services))
     command = ["curl", "-s", "-Z", "--parallel-max", "300", "--parallel-immediate", "-k", "--connect-timeout", "2",
-               "-w", "%{http_code} %{remote_ip}\\n", "-K", configuration]
+               "-w", "%{http_code} %{remote_ip} %{scheme}\\n", "-K", configuration]
     def found(output):
         lines = [line.split() for line in output.splitlines()]
-        return {(words[1], service) for words in lines if len(words) == 2 and words[0] == "200"}
-    return Contender("curl -Z", command, found, truth)
+        return {(words[1], words[2].lower()) for words in lines if len(words) == 3 and words[0] == "200"}
+    return Contender(f"curl -Z, {' and '.join(services)}", command, found, truth)

@@ -83,7 +83,10 @@ def field(lan, scenario, services):
     if services == ["ping"]:
         result.append(contenders.fping(truth))
     if services in (["http"], ["https"]):
-        result.append(contenders.curl(services[0], lan.hosts, truth))
+        result.append(contenders.curl(services, lan.hosts, truth))
+    if scenario == "answering":
+        web = ["http", "https"]
+        result.append(contenders.curl(web, lan.hosts, lan.truth(web)))
     return result
 
 
@@ -122,7 +125,7 @@ def add_figures(report, scenario, services, rows):
                "missed": max(ours.figures("missed")), "wall": statistics.median(ours.figures("wall")),
                "mib": statistics.median(ours.figures("memory")) / 1024}
     figures |= {f"wall_x_{row.name.split()[0]}": ratio(ours.figures("wall"), row.figures("wall"))
-                for row in rows[2:] if row.name in ("nmap", "fping", "curl -Z")}
+                for row in rows[2:] if row.name.startswith(("nmap", "fping", "curl"))}
     named = {row.name: row for row in rows}
     if patient := named.get("servicescan --patient"):
         clean = statistics.median(named["limit, live hosts alone"].figures("wall"))

@@ -40,12 +40,13 @@ if "export of all" in growth:
     report.add_figures(sync_growth=growth["sync"], export_growth=growth["export of all"],
                        removal_growth=max(growth[row[0]] for row in removals),
                        removal_seconds=max(float(row[3]) for row in removals) * 100_000 / 1e9)
-# An update's share of what the same takes by texts, and of a sync; the worst size counts.
+# What telling a change takes, beside a comparison by texts and beside a sync; the worst size counts.
 nanoseconds = {row[0]: [float(word) for word in row[1:4]] for row in body if len(row) == 5}
 if texts := nanoseconds.get("the two texts that a comparison would need"):
     update = nanoseconds["service update without a change"]
-    share = lambda others: max(100 * mine / other for mine, other in zip(update, others))
-    report.add_figures(update_percent_of_texts=share(texts), update_percent_of_sync=share(nanoseconds["sync"]))
+    comparison = [whole - find for whole, find in zip(update, nanoseconds["of which to find the node"])]
+    share = lambda others: max(100 * mine / other for mine, other in zip(comparison, others))
+    report.add_figures(comparison_percent_of_sync=share(nanoseconds["sync"]), comparison_percent_of_texts=share(texts))
 if changes:
     report.add_figures(changes_percent=float(changes[1]))
 report.finish(options.json)

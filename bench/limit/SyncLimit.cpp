@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "bench/sync/SyncLimit.h"
+#include "bench/limit/SyncLimit.h"
 
 #include <algorithm>
 #include <charconv>
