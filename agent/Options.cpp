@@ -4,8 +4,9 @@
 #include <getopt.h>
 
 #include <array>
-#include <charconv>
+#include <optional>
 
+#include "platform/text/Decimal.h"
 #include "platform/text/KXRegEx.h"
 
 namespace {
@@ -56,11 +57,9 @@ XCode unusable(const char* name, const char* value) {
 
 template <class T>
 XCode readNumber(const char* name, const char* text, T maximum, T& number) {
-  T value = 0;
-  const char* const end = text + std::strlen(text);
-  const auto [stop, error] = std::from_chars(text, end, value);
-  if (error != std::errc() || stop != end || value > maximum) return unusable(name, text);
-  number = value;
+  const std::optional<T> value = KX::readDecimal<T>(text);
+  if (!value || *value > maximum) return unusable(name, text);
+  number = *value;
   return XCode();
 }
 

@@ -4,9 +4,10 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include <charconv>
 #include <cstdlib>
 #include <string_view>
+
+#include "platform/text/Decimal.h"
 
 namespace {
 
@@ -23,10 +24,7 @@ std::size_t Terminal::width() const {
   if (!isTerminal()) return 0;
   struct winsize size {};
   if (ioctl(descriptor_, TIOCGWINSZ, &size) == 0 && size.ws_col != 0) return size.ws_col;
-  const std::string_view text = environment("COLUMNS");
-  unsigned short columns = 0;
-  const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), columns);
-  return error == std::errc() && stop == text.data() + text.size() ? columns : 0;
+  return KX::readDecimal<unsigned short>(environment("COLUMNS")).value_or(0);
 }
 
 bool Terminal::obeysEscapes() const { return isTerminal() && environment("TERM") != "dumb"; }

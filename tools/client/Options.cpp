@@ -4,10 +4,11 @@
 #include <getopt.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
+#include <optional>
 
 #include "platform/net/IpAddress.h"
+#include "platform/text/Decimal.h"
 #include "platform/text/Printable.h"
 
 namespace DeviceDiscovery::Client {
@@ -40,13 +41,11 @@ struct Given {
 };
 
 XCode readTimeout(const char* text, std::uint32_t& timeoutMs) {
-  const char* const end = text + std::strlen(text);
-  std::uint32_t value = 0;
-  const auto [stop, error] = std::from_chars(text, end, value);
-  if (error != std::errc() || stop != end || value < LEAST_TIMEOUT_MS || value > MAX_TIMEOUT_MS) {
+  const std::optional<std::uint32_t> value = KX::readDecimal<std::uint32_t>(text);
+  if (!value || *value < LEAST_TIMEOUT_MS || *value > MAX_TIMEOUT_MS) {
     return XCode::error(String::format("expecting a --timeout of %u to %u", LEAST_TIMEOUT_MS, MAX_TIMEOUT_MS));
   }
-  timeoutMs = value;
+  timeoutMs = *value;
   return XCode();
 }
 

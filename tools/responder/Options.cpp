@@ -3,9 +3,9 @@
 
 #include <getopt.h>
 
-#include <charconv>
-#include <cstring>
+#include <optional>
 
+#include "platform/text/Decimal.h"
 #include "platform/text/OneLine.h"
 #include "platform/text/Printable.h"
 #include "tools/protocol/Protocol.h"
@@ -53,13 +53,11 @@ constexpr option OPTIONS[] = {
 };
 
 XCode readSeconds(const char* name, const char* text, std::uint32_t& seconds) {
-  const char* const end = text + std::strlen(text);
-  std::uint32_t value = 0;
-  const auto [stop, error] = std::from_chars(text, end, value);
-  if (error != std::errc() || stop != end || value == 0 || value > MAX_SECONDS) {
+  const std::optional<std::uint32_t> value = KX::readDecimal<std::uint32_t>(text);
+  if (!value || *value == 0 || *value > MAX_SECONDS) {
     return XCode::error(String::format("expecting a --%s of 1 to %u", name, MAX_SECONDS));
   }
-  seconds = value;
+  seconds = *value;
   return XCode();
 }
 

@@ -3,8 +3,10 @@
 
 #include <getopt.h>
 
-#include <charconv>
 #include <cstring>
+#include <optional>
+
+#include "platform/text/Decimal.h"
 
 namespace ServiceScan {
 namespace {
@@ -33,13 +35,11 @@ constexpr option OPTIONS[] = {
 
 XCode readNumber(const char* name, const char* text, std::uint32_t minimum, std::uint32_t maximum,
                  std::uint32_t& number) {
-  std::uint32_t value = 0;
-  const char* const end = text + std::strlen(text);
-  const auto [stop, error] = std::from_chars(text, end, value);
-  if (error != std::errc() || stop != end || value < minimum || value > maximum) {
+  const std::optional<std::uint32_t> value = KX::readDecimal<std::uint32_t>(text);
+  if (!value || *value < minimum || *value > maximum) {
     return XCode::error(String::format("unusable value for --%s: %s", name, text));
   }
-  number = value;
+  number = *value;
   return XCode();
 }
 

@@ -4,11 +4,11 @@
 #include <fcntl.h>
 
 #include <array>
-#include <charconv>
 #include <optional>
 
 #include "platform/base/KXFile.h"
 #include "platform/net/IpAddress.h"
+#include "platform/text/Decimal.h"
 #include "platform/text/Printable.h"
 #include "platform/text/Utf8.h"
 
@@ -44,24 +44,17 @@ std::string_view takeUpTo(std::string_view separators, std::string_view& text) {
   return taken;
 }
 
-bool readPort(std::string_view text, std::uint16_t& port) {
-  std::uint16_t value = 0;
-  const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || stop != text.data() + text.size()) return false;
-  port = value;
-  return true;
-}
-
 Probe readProbe(std::string_view pair) {
   Probe probe{};
   const std::size_t colon = pair.rfind(':');
   const std::string_view name = pair.substr(0, colon);
   probe.name = nameOf(name);
-  const bool hasPort = colon != std::string_view::npos && readPort(pair.substr(colon + 1), probe.port);
+  const auto port = KX::readDecimal<std::uint16_t>(colon == std::string_view::npos ? "" : pair.substr(colon + 1));
+  probe.port = port.value_or(0);
   const std::optional<Service> service = serviceOf(name);
   if (!service) {
     probe.reason = "Unknown service"_s;
-  } else if (!hasPort || (probe.port == 0 && service != Service::PING)) {
+  } else if (!port || (probe.port == 0 && service != Service::PING)) {
     probe.reason = "Invalid port"_s;
   }
   probe.service = service.value_or(Service::PING);
