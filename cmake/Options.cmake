@@ -13,6 +13,8 @@ endif()
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
 # A program takes of the static libraries what it calls, function by function.
 add_link_options(-Wl,--gc-sections)
+# Code on pages of its own would be padded by some kilobytes in every file.
+add_link_options(-Wl,-z,noseparate-code)
 
 # Seconds have 64 bits everywhere, so the clock survives 2038 on 32-bit machines too.
 add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)

@@ -2,6 +2,7 @@
 // The requests with which the server shapes the node list.
 #include <cstdint>
 #include <iterator>
+#include <utility>
 
 #include "discovery/client/CClientDiscoveryService.h"
 #include "discovery/common/Log.h"
@@ -69,8 +70,12 @@ class CClientDiscoveryService::SyncServices {
  public:
   const KXStringHashTable<Service>& get(const Property::Value& object) {
     const Property::Member* const members = object.members().data();
-    Made& made = made_[reinterpret_cast<std::uintptr_t>(members) / sizeof(Property::Member) % std::size(made_)];
-    if (made.members != members || members == nullptr) made = {members, servicesOf(object)};
+    auto& places = made_[reinterpret_cast<std::uintptr_t>(members) / sizeof(Property::Member) % std::size(made_)];
+    for (const Made& made : places) {
+      if (made.members == members && members != nullptr) return made.services;
+    }
+    Made& made = places[turn_++ % std::size(places)];
+    made = {members, servicesOf(object)};
     return made.services;
   }
 
@@ -80,7 +85,9 @@ class CClientDiscoveryService::SyncServices {
     KXStringHashTable<Service> services;
   };
 
-  Made made_[64];
+  // Each may be in one of two places.
+  Made made_[32][2];
+  unsigned turn_ = 0;
 };
 
 XCode CClientDiscoveryService::checkNodeRequest(const Property::Value& request) const {

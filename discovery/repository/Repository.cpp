@@ -123,6 +123,7 @@ KXLWPtr<Node> Repository::setDiscoveredServices(const String& ipAddress, const K
   KXLWPtr<Node> node = getNodeByIpAddress(ipAddress);
   if (node == nullptr) return node;
   if (node->update(services, model, systemObjectID)) {
+    serviceTables_.share(node->services_);
     node->recentlyDiscoveredServices_ = true;
     nodes_.mark(*node);
     servicesChanged_ = true;

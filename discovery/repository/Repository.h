@@ -2,6 +2,7 @@
 #pragma once
 
 #include "discovery/repository/NodeList.h"
+#include "discovery/repository/ServiceTables.h"
 
 namespace KX::NMS::Discovery {
 
@@ -61,6 +62,7 @@ class Repository {
   void leaveIpAddress(const KXLWPtr<Node>& node);
 
   NodeList nodes_;
+  ServiceTables serviceTables_;
   KXStringHashTable<KXLWPtr<Node>> byPhysicalAddress_;
   KXStringHashTable<KXLWPtr<Node>> byIpAddress_;
   // Kept for whoever reads a memory dump; nothing tests them, and every export clears all three.

@@ -14,6 +14,8 @@ struct Service {
   String name;
   std::uint16_t port = 0;
 
+  bool operator==(const Service& other) const { return port == other.port && name == other.name; }
+
   // {"port": number}
   Property::Value toPropertyValue() const;
   void getInfo(InfoContainer& container, unsigned maxLevel, unsigned level, unsigned maxColumn, unsigned column,

@@ -51,8 +51,17 @@ class KXStringHashTable {
       for (const Entry& entry : other) set(entry.key, entry.value);
     }
   }
-  // Whether both share one array, which saves a comparison.
+  // Whether both share one array.
   bool isSharedWith(const KXStringHashTable& other) const { return buckets_.isSharedWith(other.buckets_); }
+  // The same entries in the same order, which they would keep as the tables go on.
+  bool operator==(const KXStringHashTable& other) const {
+    if (isSharedWith(other)) return true;
+    if (size() != other.size() || !buckets_.hasBucketsOf(other.buckets_)) return false;
+    for (auto mine = begin(), its = other.begin(); mine != end(); ++mine, ++its) {
+      if (!(mine->key == its->key && mine->value == its->value)) return false;
+    }
+    return true;
+  }
 
   // False when there is no such key.
   bool remove(std::string_view key) { return buckets_.remove(key); }

@@ -14,6 +14,7 @@ template <class Visitor>
 void walkValue(const Value& root, Visitor& visitor) {
   struct Open {
     const Value& container;
+    std::size_t size;
     std::size_t next;
   };
   std::vector<Open> open;
@@ -23,9 +24,9 @@ void walkValue(const Value& root, Visitor& visitor) {
       visitor.leaf(*value);
     } else {
       visitor.enter(*value);
-      open.push_back({*value, 0});
+      open.push_back({*value, value->size(), 0});
     }
-    while (!open.empty() && open.back().next == open.back().container.size()) {
+    while (!open.empty() && open.back().next == open.back().size) {
       visitor.leave(open.back().container);
       open.pop_back();
     }

@@ -50,6 +50,22 @@ TEST_F(ServiceUpdateTest, AServiceHiddenByAnotherOfItsNameIsNoChange) {
   EXPECT_EQ(wire(), shown);
 }
 
+TEST_F(ServiceUpdateTest, NodesOfTheSameServicesShareTheirTableUntilOneChanges) {
+  const auto found = [](std::uint16_t port) {
+    Services services;
+    services.set("http", {"http", port});
+    return services;
+  };
+  const KXLWPtr<Node> other = repository_.addManualNode("192.0.2.21", nullptr);
+  EXPECT_TRUE(marks(found(80)));
+  static_cast<void>(repository_.setDiscoveredServices("192.0.2.21", found(80), "", ""));
+  EXPECT_TRUE(other->services().isSharedWith(node_->services()));
+  EXPECT_FALSE(marks(found(80)));
+  EXPECT_TRUE(marks(found(8080)));
+  EXPECT_FALSE(other->services().isSharedWith(node_->services()));
+  EXPECT_EQ(other->services().find("http")->port, 80);
+}
+
 TEST_F(ServiceUpdateTest, ARenamedServiceIsAChange) {
   Services services;
   services.set("a", {"a", 80});
