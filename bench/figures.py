@@ -30,6 +30,7 @@ GROUPS = {
     "size": ("Sizes", [], []),
     "cron": ("Cron specifications", [], []),
 }
+ON_ARMHF_TOO = ["sync", "size"]
 INTRODUCTION = """# Performance
 
 What this system reaches and what it wants to reach. `scripts/bench` wrote this page; [bench/README.md](../bench/README.md) says how
@@ -40,7 +41,9 @@ output, measured in the same run.
 
 def command(group, *words):
     _, prefix, more = GROUPS[group]
-    more = [] if "--short" in words else [*more, *(["--armhf", options.armhf] if group == "size" and options.armhf else [])]
+    if options.armhf and group in ON_ARMHF_TOO:
+        more = [*more, "--armhf", options.armhf]
+    more = [] if "--short" in words else more
     return [*prefix, HERE / f"{group}_figures.py", options.build, *more, *words]
 
 
@@ -90,7 +93,7 @@ parser.add_argument("groups", nargs="*", metavar="GROUP", choices=[*GROUPS, []],
 parser.add_argument("--short", action="store_true")
 parser.add_argument("--record", action="store_true")
 parser.add_argument("--write", type=pathlib.Path, metavar="FILE")
-parser.add_argument("--armhf", type=lambda text: pathlib.Path(text).resolve(), metavar="FOLDER", help="libraries built for 32-bit ARM")
+parser.add_argument("--armhf", type=lambda text: pathlib.Path(text).resolve(), metavar="FOLDER", help="what was built for 32-bit ARM")
 options = parser.parse_intermixed_args()
 if options.record or options.short:
     groups = options.groups or list(json.loads(regression.EXPECTED.read_text()))

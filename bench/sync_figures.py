@@ -1,16 +1,27 @@
 #!/usr/bin/python3 -B
 # SPDX-License-Identifier: Apache-2.0
-"""What the node list costs: bench/sync_figures.py BUILD_FOLDER
+"""What the node list costs: bench/sync_figures.py BUILD_FOLDER [--armhf FOLDER]
 
 A sync from text in to text out beside the limit, a program of simdjson and a compact table that answers the same, and
-beside what one would write by hand with a JSON library; exports, updates and removals as the list grows; bytes a node.
+beside what one would write by hand with a JSON library; exports, updates and removals as the list grows; bytes a node,
+with --armhf also of what was built there for 32-bit ARM, under an emulator.
 """
+import pathlib
 import re
 import subprocess
 
 from report import Report, arguments
 
-options = arguments(__doc__)
+SYSROOT = pathlib.Path(__file__).resolve().parent.parent / "build/sysroot-armhf"
+KEPT = r"bytes a node, kept +([\d.]+)"
+
+
+def kept_on_armhf(build):
+    command = ["qemu-arm-static", "-L", SYSROOT, build / "bench/sync/sync-bench", "memory"]
+    return float(re.search(KEPT, subprocess.run(command, stdout=subprocess.PIPE, text=True, check=True).stdout)[1])
+
+
+options = arguments(__doc__, armhf={"type": pathlib.Path, "metavar": "FOLDER", "help": "a build for 32-bit ARM"})
 bench = options.build / "bench/sync/sync-bench"
 output = "".join(subprocess.run([bench, *words], stdout=subprocess.PIPE, text=True, check=True).stdout
                  for words in ([["limit"], ["memory"]] if options.short else [[]]))
@@ -18,17 +29,21 @@ output = "".join(subprocess.run([bench, *words], stdout=subprocess.PIPE, text=Tr
 rows = [re.split(r"  +", line.strip().replace(" x", "x")) for line in output.splitlines() if re.search(r"\S  +\S", line)]
 times = [row for row in rows if len(row) in (4, 5)]
 sync = next(([float(word.rstrip("x")) for word in row[1:]] for row in times if row[0] == "times the limit"), None)
-kept = re.search(r"bytes a node, kept +([\d.]+)", output)
+kept = re.search(KEPT, output)
 peak = re.search(r"times its text +([\d.]+)", output)
 by_hand = re.findall(r"by hand with (.+)\n.*kept +([\d.]+)\n.*times its text +([\d.]+)", output)
 changes = re.search(r"changes-only export .*, ([\d.]+) %", output)
 report = Report()
+on_armhf = kept_on_armhf(options.armhf) if options.armhf else None
 header, *body = times
 report.add_table("The node list, nanoseconds a node", ["", *header[1:]], [[*row, ""][:len(header)] for row in body], [
     f"kept of 100,000 nodes: {kept[1]} bytes a node; a sync's most beyond that: {peak[1]} times its text",
+    *([f"kept on 32-bit ARM: {on_armhf} bytes a node"] if on_armhf else []),
     *(f"by hand with {name}: {bytes_a_node} bytes a node, and {times_text} times the text" for name, bytes_a_node, times_text in by_hand),
     *([f"export of ten changes among 100,000: {changes[1]} % of a full one"] if changes else [])])
 report.add_figures(sync_bytes_a_node=float(kept[1]), sync_peak_x_text=float(peak[1]))
+if on_armhf:
+    report.add_figures(sync_bytes_a_node_armhf=on_armhf)
 if sync:
     report.add_figures(sync_1k_x_limit=sync[0], sync_10k_x_limit=sync[1])
     if len(sync) > 2:

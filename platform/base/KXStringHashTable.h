@@ -11,7 +11,7 @@
 // four entries a bucket; entries that then meet in a bucket keep the order in which they were walked before. A table of
 // up to 64 entries is one sorted array, because every node has one for its services, and copies share it until one of
 // them is changed, or walked or searched without const, by which it could be. References to values stay good until
-// then.
+// then, and those for writing until a copy is made.
 template <class T>
 class KXStringHashTable {
  public:

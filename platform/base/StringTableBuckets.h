@@ -84,7 +84,7 @@ class TableBuckets {
     return next == small_->size ? nullptr : small_->entries() + next;
   }
 
-  // The key must be new, and the hash its own. Not inlined, nor what else is rare: every user of a table would have it.
+  // The key must be new, and the hash its own. Out of line, since every user of a table would have a copy.
   [[gnu::noinline]] T& insert(Entry entry, std::uint32_t hash) {
     if (size() >= SMALL || size() >= std::size_t{ENTRIES_PER_BUCKET} * count()) makeRoom();
     if (isLarge()) return large()->insert(std::move(entry), hash);
