@@ -5,8 +5,11 @@
 //   sync-bench                      everything
 //   sync-bench limit                the sync beside its limit alone
 //   sync-bench peers                the same and the programs by hand
+//   sync-bench warm                 the sync beside its limit on a heap that keeps what it got
 //   sync-bench memory               the memory alone, which an emulator can measure as well
 //   sync-bench sync|export [NODES]  one thing for two seconds, for a profiler
+#include <malloc.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -17,6 +20,7 @@
 #include "bench/sync/Device.h"
 #include "bench/sync/Rounds.h"
 #include "bench/sync/ServiceUpdates.h"
+#include "bench/sync/SyncContest.h"
 #include "bench/sync/SyncProgram.h"
 #include "bench/sync/SyncRequest.h"
 
@@ -25,43 +29,16 @@ namespace {
 using KX::NMS::Discovery::CClientDiscoveryService;
 using KX::NMS::Discovery::NodeStatus;
 
-constexpr std::size_t SIZES[] = {1000, 10000, 100000};
 constexpr std::size_t LARGEST = 100000;
-constexpr const char* FORMAT = "%-44s %9.1f %9.1f %9.1f %8.2f x\n";
 
 using Figures = std::vector<double>;
-using Maker = std::unique_ptr<SyncProgram> (*)();
 
-// For each size what a node takes, and how that grows.
 template <class Measure>
 Figures perNode(const char* what, const Measure& measure) {
   Figures figures;
   for (const std::size_t size : SIZES) figures.push_back(measure(size) / static_cast<double>(size));
-  std::printf(FORMAT, what, figures[0], figures[1], figures[2], figures[2] / figures[0]);
+  printRow(what, figures);
   return figures;
-}
-
-double syncOf(const Maker& make, std::size_t size) {
-  const String request = syncRequest(size);
-  std::string padded(request.view());
-  padded.append(SyncProgram::PADDING, '\0');
-  const std::string_view text(padded.data(), request.length());
-  Device device;
-  device.receive(request);
-  require(device.sent() == make()->sync(text), "a program to compare with answers otherwise than the library");
-  return nanoseconds([&] {
-    const std::unique_ptr<SyncProgram> program = make();
-    std::string answer;
-    return timed([&] { answer = program->sync(text); });
-  });
-}
-
-double sync(std::size_t size) {
-  const String request = syncRequest(size);
-  return nanoseconds([&] {
-    Device device;
-    return timed([&] { device.receive(request); });
-  });
 }
 
 // Of nodes that are known already, as when a link comes back.
@@ -162,24 +139,10 @@ void printMemory() {
   }
 }
 
-void printTimesLimit(const Figures& figures, const Figures& limit) {
-  if (limit.empty()) return;
-  std::printf("%-44s %7.2f x %7.2f x %7.2f x\n", "  times the limit", figures[0] / limit[0], figures[1] / limit[1],
-              figures[2] / limit[2]);
-}
-
-void printSync(const std::vector<SyncPeer>& peers) {
-  const auto by = [](Maker make) { return [make](std::size_t size) { return syncOf(make, size); }; };
-  std::printf("%-44s %9s %9s %9s %10s\n", "nanoseconds a node", "1k", "10k", "100k", "growth");
-  Figures limit;
-  if (makeSyncLimit() != nullptr) limit = perNode("sync, the limit", by(makeSyncLimit));
-  printTimesLimit(perNode("sync", sync), limit);
-  for (const SyncPeer& peer : peers) {
-    printTimesLimit(perNode(String::format("sync by hand with %s", peer.name).c_str(), by(peer.make)), limit);
-  }
-}
+void printHeader() { std::printf("%-44s %9s %9s %9s %10s\n", "nanoseconds a node", "1k", "10k", "100k", "growth"); }
 
 void printTimes() {
+  printHeader();
   printSync(syncPeers());
   perNode("sync of known nodes", syncAgain);
   const Figures full = perNode("export of all", exportAll);
@@ -212,16 +175,27 @@ void repeat(std::string_view what, std::size_t size) {
   }
 }
 
+// By itself the C library's heap learns from the large blocks that it sees how much to keep, and a figure would depend
+// on what was measured before it. So it stays as a process begins with it, or keeps everything.
+void fixHeap(bool keepsAll) {
+  const int bytes = keepsAll ? 1 << 30U : 128 << 10U;
+  mallopt(M_MMAP_THRESHOLD, bytes);
+  mallopt(M_TRIM_THRESHOLD, bytes);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   const std::string_view what = argc > 1 ? argv[1] : "";
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
+  fixHeap(what == "warm");
   if (what == "sync" || what == "export") {
     repeat(what, argc > 2 ? std::strtoul(argv[2], nullptr, 10) : SIZES[0]);
-  } else if (what == "limit") {
+  } else if (what == "limit" || what == "warm") {
+    printHeader();
     printSync({});
   } else if (what == "peers") {
+    printHeader();
     printSync(syncPeers());
   } else if (what == "memory") {
     printMemory();
