@@ -8,8 +8,6 @@
 //   sync-bench warm                 the sync beside its limit on a heap that keeps what it got
 //   sync-bench memory               the memory alone, which an emulator can measure as well
 //   sync-bench sync|export [NODES]  one thing for two seconds, for a profiler
-#include <malloc.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -143,7 +141,7 @@ void printHeader() { std::printf("%-44s %9s %9s %9s %10s\n", "nanoseconds a node
 
 void printTimes() {
   printHeader();
-  printSync(syncPeers());
+  printSync(syncPeers(), false);
   perNode("sync of known nodes", syncAgain);
   const Figures full = perNode("export of all", exportAll);
   perNode("service update without a change", updateServices);
@@ -175,28 +173,19 @@ void repeat(std::string_view what, std::size_t size) {
   }
 }
 
-// By itself the C library's heap learns from the large blocks that it sees how much to keep, and a figure would depend
-// on what was measured before it. So it stays as a process begins with it, or keeps everything.
-void fixHeap(bool keepsAll) {
-  const int bytes = keepsAll ? 1 << 30U : 128 << 10U;
-  mallopt(M_MMAP_THRESHOLD, bytes);
-  mallopt(M_TRIM_THRESHOLD, bytes);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
   const std::string_view what = argc > 1 ? argv[1] : "";
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
-  fixHeap(what == "warm");
   if (what == "sync" || what == "export") {
     repeat(what, argc > 2 ? std::strtoul(argv[2], nullptr, 10) : SIZES[0]);
   } else if (what == "limit" || what == "warm") {
     printHeader();
-    printSync({});
+    printSync({}, what == "warm");
   } else if (what == "peers") {
     printHeader();
-    printSync(syncPeers());
+    printSync(syncPeers(), false);
   } else if (what == "memory") {
     printMemory();
   } else {

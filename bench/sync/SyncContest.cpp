@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "bench/sync/SyncContest.h"
 
+#include <malloc.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -99,12 +100,21 @@ void contest(Contender contender, const std::vector<SyncPeer>& programs, bool pr
   print(contenders.back(), hasLimit);
 }
 
+// By itself the C library's heap learns from the large blocks that it sees how much to keep, and a figure would depend
+// on what was measured before it. So it stays as a process begins with it, or keeps everything.
+void fixHeap(bool keepsAll) {
+  const int bytes = keepsAll ? 1 << 30U : 128 << 10U;
+  mallopt(M_MMAP_THRESHOLD, bytes);
+  mallopt(M_TRIM_THRESHOLD, bytes);
+}
+
 // In a process of its own, whose heap nobody else has left in pieces.
 template <class Call>
-void alone(const Call& call) {
+void alone(bool onWarmHeap, const Call& call) {
   static_cast<void>(std::fflush(stdout));
   const pid_t child = fork();
   if (child == 0) {
+    fixHeap(onWarmHeap);
     call();
     static_cast<void>(std::fflush(stdout));
     _exit(0);
@@ -115,10 +125,11 @@ void alone(const Call& call) {
 
 }  // namespace
 
-void printSync(const std::vector<SyncPeer>& peers) {
+void printSync(const std::vector<SyncPeer>& peers, bool onWarmHeap) {
   const std::vector<SyncPeer> limit = {{"the limit", makeSyncLimit}};
-  alone([&] { contest(library(), makeSyncLimit() == nullptr ? std::vector<SyncPeer>() : limit, true); });
+  alone(onWarmHeap, [&] { contest(library(), makeSyncLimit() == nullptr ? std::vector<SyncPeer>() : limit, true); });
   for (const SyncPeer& peer : peers) {
-    alone([&] { contest(program(std::string("sync by hand with ") + peer.name, peer.make), {peer}, false); });
+    alone(onWarmHeap,
+          [&] { contest(program(std::string("sync by hand with ") + peer.name, peer.make), {peer}, false); });
   }
 }
