@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/SourceFolder.h"
+
 namespace {
 
 struct Vector {
@@ -81,7 +83,7 @@ void expectVector(const Vector& vector, Counts& counts) {
 }
 
 TEST(CronVectorsTest, GivesEveryKnownAnswer) {
-  std::ifstream file(TEST_SOURCE_DIR "/cron/vectors.jsonl");
+  std::ifstream file(std::string(KX::Tests::SOURCE_FOLDER) + "/cron/vectors.jsonl");
   ASSERT_TRUE(file.is_open());
   Counts counts;
   for (std::string line; std::getline(file, line);) {

@@ -5,6 +5,7 @@
 // The device's lines are made anew by the test and the file compared; KX_UPDATE_GOLDEN writes it instead.
 #include <filesystem>
 
+#include "tests/SourceFolder.h"
 #include "tests/discovery/client/Conversation.h"
 #include "tests/discovery/common/Golden.h"
 
@@ -30,12 +31,12 @@ class WireTest : public testing::TestWithParam<std::string> {};
 
 TEST_P(WireTest, TheConversationIsTheRecordedOne) {
   const std::string name = "wire/" + GetParam() + ".txt";
-  EXPECT_TRUE(equalsGolden(replay(std::string(TEST_SOURCE_DIR) + "/golden/" + name), name));
+  EXPECT_TRUE(equalsGolden(replay(std::string(Tests::SOURCE_FOLDER) + "/golden/" + name), name));
 }
 
 std::vector<std::string> recordings() {
   std::vector<std::string> names;
-  for (const auto& entry : std::filesystem::directory_iterator(TEST_SOURCE_DIR "/golden/wire")) {
+  for (const auto& entry : std::filesystem::directory_iterator(std::string(Tests::SOURCE_FOLDER) + "/golden/wire")) {
     names.push_back(entry.path().stem().string());
   }
   std::sort(names.begin(), names.end());

@@ -9,12 +9,14 @@
 #include <string>
 #include <vector>
 
+#include "tests/SourceFolder.h"
+
 namespace KX::NMS::Discovery {
 
 // Compares lines with a file below tests/golden. With KX_UPDATE_GOLDEN set the file is written anew; what changed is
 // then to be read in the diff.
 inline testing::AssertionResult equalsGolden(const std::vector<std::string>& lines, const std::string& name) {
-  const std::string path = std::string(TEST_SOURCE_DIR) + "/golden/" + name;
+  const std::string path = std::string(Tests::SOURCE_FOLDER) + "/golden/" + name;
   std::string text;
   for (const std::string& line : lines) text += line + "\n";
   if (std::getenv("KX_UPDATE_GOLDEN") != nullptr) std::ofstream(path) << text;
