@@ -39,13 +39,15 @@ macro(kx_package component name section summary text)
 endmacro()
 
 # kx_package_service(COMPONENT UNIT MAKE_USERS): the scripts that dpkg runs for a package with a service.
-macro(kx_package_service component UNIT MAKE_USERS)
+# A function, since the arguments of a macro are no variables, and configure_file would put nothing in their places.
+function(kx_package_service component UNIT MAKE_USERS)
   string(TOUPPER ${component} key)
   foreach(script postinst prerm postrm)
     configure_file(packaging/${script}.in packaging/${component}/${script} @ONLY)
-    list(APPEND CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA ${CMAKE_BINARY_DIR}/packaging/${component}/${script})
+    list(APPEND scripts ${CMAKE_BINARY_DIR}/packaging/${component}/${script})
   endforeach()
-endmacro()
+  set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA ${scripts} PARENT_SCOPE)
+endfunction()
 
 kx_package(libraries libkxdiscovery0 libs "node discovery for network devices: shared libraries"
 "Finds the nodes on a device's private networks, keeps them and reports what
