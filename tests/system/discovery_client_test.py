@@ -14,6 +14,7 @@ import struct
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import unittest
 
@@ -371,6 +372,68 @@ class Security(DiscoveryTest):
         result = subprocess.run([RESPONDER, "--interface", "lan0", "--model", "M", "--psk-file", bad], stderr=subprocess.PIPE)
         self.assertEqual(result.returncode, 1)
 
+    def flood(self, make, seconds, a_second=500):
+        """Sends datagrams of make(n) to the device meanwhile, each from a port of its own as far as they last."""
+        sockets = [socket.socket(socket.AF_INET, socket.SOCK_DGRAM) for _ in range(800)]
+
+        def send():
+            for number in range(a_second * seconds):
+                data, port = make(number)
+                sockets[number % len(sockets)].sendto(data, (self.target.address, port))
+                time.sleep(max(0, started + number / a_second - time.monotonic()))
+            for one in sockets:
+                one.close()
+        started = time.monotonic()
+        thread = threading.Thread(target=send)
+        thread.start()
+        self.addCleanup(thread.join)
+        time.sleep(1)
+        return thread
+
+    def test_forged_questions_do_not_keep_out_who_holds_the_key(self):
+        self.respond(self.target, "--supports-onboarding", "--psk-file", self.psk)
+        thread = self.flood(lambda number: (b"\x41\x01" + struct.pack("!H", number) + b"t\xb6device", PORT), 6)
+        for _ in range(8):
+            # At other moments of a second each time, and before a request is repeated.
+            self.onboard("--psk-file", self.psk, "--timeout", "800")
+            time.sleep(0.37)
+        self.assertTrue(thread.is_alive())
+
+    def test_forged_actions_do_not_keep_out_who_holds_the_key(self):
+        responder = self.respond(self.target, "--supports-onboarding", "--psk-file", self.psk)
+        thread = self.flood(lambda number: (b"\x41\x02" + struct.pack("!H", number) + b"t\xb6device\x07onboard", PORT), 5)
+        for _ in range(5):
+            self.onboard("--psk-file", self.psk, "--timeout", "1000")
+        self.assertTrue(thread.is_alive())
+        responder.end()
+        self.assertEqual(sum("without DTLS" in line for line in responder.lines), 1)
+
+    def test_handshakes_with_a_wrong_key_do_not_keep_out_who_holds_it(self):
+        responder = self.respond(self.target, "--supports-onboarding", "--psk-file", self.psk)
+        wrong = self.file("wrong", "site:fedcba9876543210")
+        runs = [subprocess.Popen([CLIENT, "-d", self.target.address, "-b", "--psk-file", wrong, "--timeout", "20000"],
+                                 stderr=subprocess.DEVNULL) for _ in range(40)]
+        time.sleep(2)
+        self.assertEqual([run.poll() for run in runs], [None] * 40)
+        self.onboard("--psk-file", self.psk)
+        for run in runs:
+            run.terminate()
+            run.wait()
+        self.assertEqual(responder.end(), 0)
+
+    def test_forged_handshakes_do_not_keep_out_who_holds_the_key(self):
+        responder = self.respond(self.target, "--supports-onboarding", "--psk-file", self.psk)
+        body = b"\xfe\xfd" + bytes(32) + b"\0\0\0\2\0\xa8\1\0"
+        message = b"\1" + struct.pack("!I", len(body))[1:] + bytes(5) + struct.pack("!I", len(body))[1:] + body
+        record = b"\x16\xfe\xfd" + bytes(8) + struct.pack("!H", len(message)) + message
+        thread = self.flood(lambda _: (record, PORT + 1), 5, 200)
+        for _ in range(3):
+            self.onboard("--psk-file", self.psk, "--timeout", "1200")
+        self.assertTrue(thread.is_alive())
+        thread.join()
+        self.assertLess(int(responder.status("VmHWM")[0]), 40000)
+        self.assertEqual(responder.end(), 0)
+
 
 class Responder(DiscoveryTest):
     def test_it_is_nobody_with_no_rights(self):
@@ -425,6 +488,44 @@ class Responder(DiscoveryTest):
             device.disconnect()
             responder.wait_for("waiting for an address on eth0")
         device.connect()
+
+    def test_the_same_key_again_and_again_costs_neither_writes_nor_log_lines(self):
+        device = self.device()
+        responder = self.respond(device, "--supports-onboarding")
+        self.client("-d", device.address, "-o", SECRET)
+        stored = self.key_file(device).stat()
+        sender = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        self.addCleanup(sender.close)
+        body = json.dumps({"key": SECRET}).encode()
+        for number in range(200):
+            sender.sendto(b"\x51\x02" + struct.pack("!H", number) + b"t\xb6device\x07onboard\x11\x32\xff" + body,
+                          (device.address, PORT))
+        self.client("-d", device.address, "-b", "--timeout", "300", status=1)
+        now = self.key_file(device).stat()
+        self.assertEqual((now.st_ino, now.st_mtime_ns), (stored.st_ino, stored.st_mtime_ns))
+        responder.end()
+        self.assertEqual([line for line in responder.lines if "onboarding" in line],
+                         ["discovery-responder: onboarding by 10.9.0.1"])
+
+    def test_strangers_can_have_few_keys_written(self):
+        device = self.device()
+        responder = self.respond(device, "--supports-onboarding")
+        sender = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        self.addCleanup(sender.close)
+        sender.settimeout(1)
+        answers = 0
+        for number in range(200):
+            body = json.dumps({"key": f"key {number}"}).encode()
+            sender.sendto(b"\x51\x02" + struct.pack("!H", number) + b"t\xb6device\x07onboard\x11\x32\xff" + body,
+                          (device.address, PORT))
+        try:
+            while True:
+                answers += sender.recv(2000)[1:2] == b"\x44"
+        except TimeoutError:
+            pass
+        self.assertIn(answers, range(10, 15))
+        responder.end()
+        self.assertEqual(sum("onboarding" in line for line in responder.lines), 1)
 
     def test_garbage_and_floods_leave_it_alive(self):
         device = self.device()

@@ -2,6 +2,7 @@
 #include "tools/responder/KeyStore.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -26,12 +27,25 @@ XCode writeFresh(const String& path, const String& text) {
   return result.isSuccess() ? file.close() : result;
 }
 
+// Whether the file has this text and nobody else's access.
+bool isStored(const String& path, const String& text) {
+  KXFile file(path, true, true);
+  struct stat status {};
+  if (file.open(O_RDONLY, 0).isErr() || fstat(file.descriptor(), &status) != 0) return false;
+  String content;
+  bool endOfFile = false;
+  return (status.st_mode & 07777U) == 0600U && file.read(content, endOfFile, text.length() + 1).isSuccess() &&
+         content == text;
+}
+
 }  // namespace
 
 XCode KeyStore::store(const Organisation& organisation) const {
   const String path = String::format("%s/%s", directory_.c_str(), NAME);
   const String fresh = String::format("%s.new", path.c_str());
-  XCode result = writeFresh(fresh, organisation.toLines());
+  const String text = organisation.toLines();
+  if (isStored(path, text)) return XCode();
+  XCode result = writeFresh(fresh, text);
   if (result.isSuccess() && std::rename(fresh.c_str(), path.c_str()) != 0) result = XCode::fromErrno(errno);
   if (result.isSuccess()) {
     KXFile directory(directory_, true, false);

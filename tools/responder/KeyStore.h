@@ -12,6 +12,7 @@ class KeyStore {
  public:
   explicit KeyStore(const String& directory) : directory_(directory) {}
 
+  // What is stored already is not written again: flash wears, and anybody may send the same key for ever.
   [[nodiscard]] XCode store(const Organisation& organisation) const;
 
  private:

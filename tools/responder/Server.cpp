@@ -12,12 +12,12 @@ namespace DeviceDiscovery::Responder {
 namespace {
 
 constexpr std::uint64_t FOLLOW_MS = 5000;
-// In a second. Whoever asks for more gets none, so that a flood of forged questions costs neither memory nor the LAN.
+// At once and in a second. Whoever asks for more gets none, so that a flood of forged questions costs neither memory
+// nor the LAN.
 constexpr unsigned MAX_ANSWERS = 100;
-// A session is what the library remembers of a client.
-constexpr unsigned MAX_IDLE_SESSIONS = 64;
-constexpr unsigned MAX_HANDSHAKES = 16;
-constexpr unsigned SESSION_SECONDS = 30;
+// Without DTLS, anybody can ask for an action, and one may write to the device's flash.
+constexpr unsigned MAX_PLAIN_ACTIONS = 10;
+constexpr unsigned MAX_PLAIN_ACTIONS_IN_SECOND = 1;
 constexpr coap_fixed_point_t LEISURE{LEISURE_MS / 1000, LEISURE_MS % 1000};
 
 String toDottedQuad(const coap_session_t& session) {
@@ -26,6 +26,8 @@ String toDottedQuad(const coap_session_t& session) {
   static_cast<void>(inet_ntop(AF_INET, &address->addr.sin.sin_addr, text, sizeof(text)));
   return text;
 }
+
+bool isSecure(const coap_session_t& session) { return coap_session_get_proto(&session) == COAP_PROTO_DTLS; }
 
 coap_str_const_t* toStatic(const char* text) { return coap_make_str_const(text); }
 
@@ -36,112 +38,134 @@ Server::Server(KXEventLoop& loop, Settings settings, Actions& actions)
       settings_(std::move(settings)),
       json_(settings_.description.toJson()),
       key_(toBinary(settings_.preSharedKey.key)),
-      actions_(actions) {}
+      actions_(actions),
+      descriptions_(MAX_ANSWERS, MAX_ANSWERS),
+      plainActions_(MAX_PLAIN_ACTIONS, MAX_PLAIN_ACTIONS_IN_SECOND),
+      secureRequests_(MAX_ANSWERS, MAX_ANSWERS),
+      refused_(loop),
+      blinking_(loop),
+      onboarding_(loop),
+      failed_(loop) {}
 
 XCode Server::open() {
   startCoap();
-  XCode result = openContext();
+  XCode result = openPlain();
+  if (result.isSuccess() && settings_.preSharedKey.isSet()) result = openSecure();
   timer_ = loop_.createTimeoutEvent(0, [this] { followInterface(); });
   timer_->start(FOLLOW_MS, true, true);
   return result;
 }
 
-XCode Server::openContext() {
-  context_.reset(coap_new_context(nullptr));
-  if (context_ == nullptr || !useKey() || !addResources()) return XCode::error("cannot set up CoAP"_s);
-  coap_set_app_data(context_.get(), this);
-  coap_mcast_per_resource(context_.get());
-  coap_context_set_max_idle_sessions(context_.get(), MAX_IDLE_SESSIONS);
-  coap_context_set_max_handshake_sessions(context_.get(), MAX_HANDSHAKES);
-  coap_context_set_session_timeout(context_.get(), SESSION_SECONDS);
-  coap_register_event_handler(context_.get(), onEvent);
-  XCode result = openEndpoint(PORT, COAP_PROTO_UDP);
-  if (result.isSuccess() && settings_.preSharedKey.isSet()) result = openEndpoint(SECURE_PORT, COAP_PROTO_DTLS);
-  if (result.isErr()) return result;
-  watch_ = loop_.createDescriptorEvent(coap_context_get_coap_fd(context_.get()), KXEventLoop::READABLE,
-                                       [this](unsigned) { coap_io_process(context_.get(), COAP_IO_NO_WAIT); });
-  return watch_ != nullptr ? XCode() : XCode::error("cannot watch the CoAP sockets"_s);
+XCode Server::openPlain() {
+  const auto prepareIt = [this](coap_context_t& context) { return prepare(context); };
+  return plain_.open(loop_, {PORT, COAP_PROTO_UDP, prepareIt, nullptr});
 }
 
-bool Server::useKey() {
-  if (!settings_.preSharedKey.isSet()) return true;
+XCode Server::openSecure() {
+  const auto prepareIt = [this](coap_context_t& context) { return prepare(context) && useKey(context); };
+  const XCode result = secure_.open(loop_, {SECURE_PORT, COAP_PROTO_DTLS, prepareIt, [this] { onSecureServed(); }});
+  handshakes_.clear();
+  return result;
+}
+
+bool Server::prepare(coap_context_t& context) {
+  coap_set_app_data(&context, this);
+  coap_mcast_per_resource(&context);
+  coap_register_event_handler(&context, onEvent);
+  return addResources(context);
+}
+
+bool Server::useKey(coap_context_t& context) {
   coap_dtls_spsk_t setup{};
   setup.version = COAP_DTLS_SPSK_SETUP_VERSION;
   setup.validate_id_call_back = onIdentity;
   setup.id_call_back_arg = this;
   setup.psk_info.key = key_;
-  return coap_context_set_psk2(context_.get(), &setup) != 0;
+  return coap_context_set_psk2(&context, &setup) != 0;
 }
 
-XCode Server::openEndpoint(std::uint16_t port, coap_proto_t protocol) {
-  const coap_address_t address = toCoapAddress(INADDR_ANY, port);
-  if (coap_new_endpoint(context_.get(), &address, protocol) != nullptr) return XCode();
-  return XCode::error(String::format("cannot listen on UDP port %u", port));
+// A flood of forged handshakes costs those that are under way, and not all that would come after it.
+void Server::onSecureServed() {
+  handshakes_.bound();
+  if (!handshakes_.isCrowded()) return;
+  const XCode result = openSecure();
+  if (result.isErr()) log("%s", result.toString().c_str());
 }
 
-bool Server::addResources() {
+bool Server::addResources(coap_context_t& context) {
   // The library takes the delay of an answer to the group, and sends the group no errors; the actions are none of its
   // business.
-  coap_resource_t* const device = addResource(DEVICE_PATH, "\"discovery.device\"",
+  coap_resource_t* const device = addResource(context, DEVICE_PATH, "\"discovery.device\"",
                                               COAP_RESOURCE_FLAGS_HAS_MCAST_SUPPORT, COAP_REQUEST_GET, onDescribe);
   if (device == nullptr) return false;
   static_cast<void>(coap_add_attr(device, toStatic("ct"), toStatic("50"), 0));
-  if (actions_.canBlink() && addResource(BLINK_PATH, "\"discovery.blink\"", 0, COAP_REQUEST_POST, onBlink) == nullptr) {
+  if (actions_.canBlink() &&
+      addResource(context, BLINK_PATH, "\"discovery.blink\"", 0, COAP_REQUEST_POST, onBlink) == nullptr) {
     return false;
   }
   return !settings_.description.supportsOnboarding ||
-         addResource(ONBOARD_PATH, "\"discovery.onboard\"", 0, COAP_REQUEST_POST, onOnboard) != nullptr;
+         addResource(context, ONBOARD_PATH, "\"discovery.onboard\"", 0, COAP_REQUEST_POST, onOnboard) != nullptr;
 }
 
-coap_resource_t* Server::addResource(const char* path, const char* type, int flags, coap_request_t method,
-                                     coap_method_handler_t handler) {
+coap_resource_t* Server::addResource(coap_context_t& context, const char* path, const char* type, int flags,
+                                     coap_request_t method, coap_method_handler_t handler) {
   coap_resource_t* const resource = coap_resource_init(toStatic(path), flags);
   if (resource == nullptr) return nullptr;
   coap_register_request_handler(resource, method, handler);
   static_cast<void>(coap_add_attr(resource, toStatic("rt"), toStatic(type), 0));
-  coap_add_resource(context_.get(), resource);
+  coap_add_resource(&context, resource);
   return resource;
 }
 
 void Server::followInterface() {
+  if (settings_.preSharedKey.isSet() && !secure_.isOpen()) static_cast<void>(openSecure());
   const auto index = static_cast<int>(if_nametoindex(settings_.interface.c_str()));
   if (index == interfaceIndex_) return;
   const int before = interfaceIndex_;
   interfaceIndex_ = 0;
-  if (before > 0 || watch_ == nullptr) reopen();
-  if (index != 0 && watch_ != nullptr &&
-      coap_join_mcast_group_intf(context_.get(), GROUP, settings_.interface.c_str()) == 0) {
+  if (before > 0 || !plain_.isOpen()) {
+    // A socket keeps its membership on an interface that has gone, and may have twenty of them.
+    const XCode result = openPlain();
+    if (result.isErr()) log("%s", result.toString().c_str());
+  }
+  if (index != 0 && plain_.isOpen() &&
+      coap_join_mcast_group_intf(plain_.context(), GROUP, settings_.interface.c_str()) == 0) {
     interfaceIndex_ = index;
   }
   if (interfaceIndex_ != before) {
     log("%s %s", interfaceIndex_ != 0 ? "answering on" : "waiting for an address on", settings_.interface.c_str());
   }
-  // What has come to be due meanwhile.
-  if (context_ != nullptr) coap_io_process(context_.get(), COAP_IO_NO_WAIT);
+  plain_.serve();
+  secure_.serve();
 }
 
-// A socket keeps its membership on an interface that has gone, and may have twenty of them.
-void Server::reopen() {
-  watch_.reset();
-  const XCode result = openContext();
-  if (result.isErr()) log("%s", result.toString().c_str());
+bool Server::isMine(const coap_session_t& session) const {
+  return coap_session_get_ifindex(&session) == interfaceIndex_;
 }
 
-bool Server::mayAnswer(const coap_session_t& session) {
-  const auto now = std::chrono::steady_clock::now();
-  if (now - secondBegan_ >= std::chrono::seconds(1)) {
-    secondBegan_ = now;
-    answersInSecond_ = 0;
-  }
-  return coap_session_get_ifindex(&session) == interfaceIndex_ && ++answersInSecond_ <= MAX_ANSWERS;
+bool Server::mayDescribe(const coap_session_t& session) {
+  Budget& budget = isSecure(session) ? secureRequests_ : descriptions_;
+  return isMine(session) && budget.take(std::chrono::steady_clock::now());
 }
 
 bool Server::mayAct(const coap_session_t& session, coap_pdu_t& response) {
-  if (!mayAnswer(session)) return false;
-  if (!settings_.preSharedKey.isSet() || coap_session_get_proto(&session) == COAP_PROTO_DTLS) return true;
-  log("%s asks for an action without DTLS", toDottedQuad(session).c_str());
+  Budget& budget = isSecure(session) ? secureRequests_ : plainActions_;
+  if (!isMine(session) || !budget.take(std::chrono::steady_clock::now())) return false;
+  if (isSecure(session) || !settings_.preSharedKey.isSet()) return true;
+  refused_.log(String::format("%s asks for an action without DTLS", toDottedQuad(session).c_str()));
   coap_pdu_set_code(&response, COAP_RESPONSE_CODE_UNAUTHORIZED);
   return false;
+}
+
+// Who holds the key is told of every time; anybody else could fill the log.
+void Server::report(RepeatedLine& line, const coap_session_t& session, const char* what, const XCode& result) {
+  const String text = String::format("%s %s%s%s", what, toDottedQuad(session).c_str(),
+                                     result.isErr() ? " failed: " : "", result.toString().c_str());
+  if (isSecure(session)) {
+    log("%s", text.c_str());
+  } else {
+    (result.isErr() ? failed_ : line).log(text);
+  }
 }
 
 void Server::describe(coap_pdu_t& response) const {
@@ -158,7 +182,7 @@ Server& Server::of(const coap_session_t& session) {
 void Server::onDescribe(coap_resource_t*, coap_session_t* session, const coap_pdu_t*, const coap_string_t*,
                         coap_pdu_t* response) {
   Server& server = of(*session);
-  if (server.mayAnswer(*session)) server.describe(*response);
+  if (server.mayDescribe(*session)) server.describe(*response);
 }
 
 void Server::onBlink(coap_resource_t*, coap_session_t* session, const coap_pdu_t*, const coap_string_t*,
@@ -166,8 +190,7 @@ void Server::onBlink(coap_resource_t*, coap_session_t* session, const coap_pdu_t
   Server& server = of(*session);
   if (!server.mayAct(*session, *response)) return;
   const XCode result = server.actions_.blink();
-  log("blinking for %s%s%s", toDottedQuad(*session).c_str(), result.isErr() ? " failed: " : "",
-      result.toString().c_str());
+  server.report(server.blinking_, *session, "blinking for", result);
   coap_pdu_set_code(response, result.isErr() ? COAP_RESPONSE_CODE_INTERNAL_ERROR : COAP_RESPONSE_CODE_CHANGED);
 }
 
@@ -179,8 +202,7 @@ void Server::onOnboard(coap_resource_t*, coap_session_t* session, const coap_pdu
   XCode result = organisation.fromJson(payloadOf(*request));
   const bool isUsable = result.isSuccess() && mayBeJson(*request);
   if (isUsable) result = server.actions_.onboard(organisation);
-  log("onboarding by %s%s%s", toDottedQuad(*session).c_str(), result.isErr() ? " failed: " : "",
-      result.toString().c_str());
+  server.report(server.onboarding_, *session, "onboarding by", result);
   coap_pdu_set_code(response, !isUsable        ? COAP_RESPONSE_CODE_BAD_REQUEST
                               : result.isErr() ? COAP_RESPONSE_CODE_INTERNAL_ERROR
                                                : COAP_RESPONSE_CODE_CHANGED);
@@ -188,6 +210,7 @@ void Server::onOnboard(coap_resource_t*, coap_session_t* session, const coap_pdu
 
 int Server::onEvent(coap_session_t* session, coap_event_t event) {
   if (event == COAP_EVENT_SERVER_SESSION_NEW) coap_session_set_default_leisure(session, LEISURE);
+  if (isSecure(*session)) of(*session).handshakes_.onEvent(*session, event);
   return 0;
 }
 

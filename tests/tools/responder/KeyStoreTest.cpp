@@ -26,6 +26,11 @@ class KeyStoreTest : public testing::Test {
     text << std::ifstream(folder_ + "/organisation-key").rdbuf();
     return text.str();
   }
+  ino_t fileNumber() const {
+    struct stat status {};
+    EXPECT_EQ(stat((folder_ + "/organisation-key").c_str(), &status), 0);
+    return status.st_ino;
+  }
   XCode store(const char* key, const char* server) {
     Organisation organisation;
     organisation.key = key;
@@ -46,6 +51,24 @@ TEST_F(KeyStoreTest, TheLastKeyIsStoredAndNobodyElseCanReadIt) {
   ASSERT_EQ(stat((folder_ + "/organisation-key").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777U, 0600U);
   EXPECT_FALSE(std::filesystem::exists(folder_ + "/organisation-key.new"));
+}
+
+TEST_F(KeyStoreTest, WhatIsStoredAlreadyIsNotWrittenAgain) {
+  ASSERT_TRUE(store("K", "s").isSuccess());
+  const ino_t before = fileNumber();
+  ASSERT_TRUE(store("K", "s").isSuccess());
+  EXPECT_EQ(fileNumber(), before);
+  ASSERT_TRUE(store("K", "").isSuccess());
+  EXPECT_EQ(stored(), "K\n\n");
+}
+
+TEST_F(KeyStoreTest, AStoredKeyThatOthersCanReadIsWrittenAgain) {
+  ASSERT_TRUE(store("K", "s").isSuccess());
+  ASSERT_EQ(chmod((folder_ + "/organisation-key").c_str(), 0644), 0);
+  ASSERT_TRUE(store("K", "s").isSuccess());
+  struct stat status {};
+  ASSERT_EQ(stat((folder_ + "/organisation-key").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777U, 0600U);
 }
 
 TEST_F(KeyStoreTest, WhatAKilledRunLeftBehindIsReplaced) {
