@@ -36,6 +36,7 @@ Scan::~Scan() {
 }
 
 void Scan::invoke() {
+  const KXPtr<Scan> kept(this);
   if (!status_.isIdle()) {
     DISCOVERY_NOTE(REFUSAL, logPrefix_, "Cannot start network scan in state %s", status_.stateName());
     return;
@@ -53,6 +54,7 @@ void Scan::invoke() {
 }
 
 void Scan::cancel() {
+  const KXPtr<Scan> kept(this);
   if (!status_.isRunning()) return;
   DISCOVERY_TRACE(1, logPrefix_, "Cancelling...");
   if (future_) {

@@ -11,8 +11,9 @@ namespace KX::NMS::Discovery {
 
 // One run of one external command: started at most once, its output gathered and, when it has ended well, parsed. The
 // job that owns it connects to statusUpdated, invokes it, and reads result or failure text from its status in the slot,
-// which runs inside the call that changed the status. A scan that is destroyed while its command runs kills the command
-// first. Event loop thread only; the handle of the command is all that it shares with the shell.
+// which runs inside the call that changed the status and may release the scan. A scan that is destroyed while its
+// command runs kills the command first. Event loop thread only; the handle of the command is all that it shares with
+// the shell.
 class Scan final : public RefCountedUnlessBeingDestroying {
  public:
   // The parser belongs to the job and outlives the scan. The id is "ownerId.name".

@@ -76,6 +76,7 @@ KXPtr<Job> ScheduledJob::createJob(const String& scanType) {
 }
 
 bool ScheduledJob::invoke() {
+  const KXPtr<ScheduledJob> kept(this);
   DISCOVERY_TRACE(1, logPrefix_, "Preparing...");
   if (runningJob_ != nullptr) {
     DISCOVERY_NOTE(REFUSAL, logPrefix_, "Cannot re-invoke; already running");
@@ -101,6 +102,7 @@ bool ScheduledJob::invoke() {
 }
 
 void ScheduledJob::cancel() {
+  const KXPtr<ScheduledJob> kept(this);
   // The job's cancelled end retires it while this call is under way.
   const KXPtr<Job> job = runningJob_;
   if (job == nullptr) return;

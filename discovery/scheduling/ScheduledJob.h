@@ -9,7 +9,8 @@ namespace KX::NMS::Discovery {
 // One job description of the server with its cron schedule. When the scheduler invokes it, it builds a fresh job of the
 // description's scan type, mirrors that job's status as its own and publishes it; afterwards it keeps the finished job
 // for diagnostics. An invalid description makes a scheduled job too: one in the failed state that is never due. Held
-// through counting pointers; event loop thread only; slots run inside the calls that change the status.
+// through counting pointers; event loop thread only. Slots run inside the calls that change the status; one that
+// releases the scheduled job leaves it in place until the operation under way has ended.
 class ScheduledJob : public RefCountedUnlessBeingDestroying {
  public:
   ScheduledJob(KXEventLoop& loop, Repository& repository, const Property::Value& description);

@@ -55,12 +55,13 @@ void Scheduler::checkStartNextJob() {
 
 // Kept on purpose: the running pointer is still set while the job is cancelled. A running job publishes its cancelled
 // state inside that call, which leads here a second time; both passes append it, so a cancelled job with a next run is
-// listed twice, and an update then replaces only the first of the two.
+// listed twice, and an update then replaces only the first of the two. A slot that hears of it may have started another
+// job by the time that the cancel returns; that one stays.
 void Scheduler::rescheduleOrDeleteRunningJob() {
   const KXPtr<ScheduledJob> job = runningJob_;
   (job->reschedule() ? scheduledJobs_ : terminatedJobs_).add(job);
   job->cancel();
-  runningJob_ = nullptr;
+  if (runningJob_ == job) runningJob_ = nullptr;
 }
 
 void Scheduler::onJobStatusUpdated(Property::Value value) {

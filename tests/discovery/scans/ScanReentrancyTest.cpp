@@ -43,6 +43,27 @@ TEST_F(ScanReentrancyTest, ScanReleasedAsItStartsStaysUntilItsStartIsDone) {
   EXPECT_THAT(shell_.running(), IsEmpty());
 }
 
+TEST_F(ScanReentrancyTest, SlotMayDropTheLastReferenceToAScanThatStarts) {
+  shell_.on(COMMAND).hangs();
+  scan_ = makeScan();
+  inSlotOf(State::RUNNING, [this] { scan_.reset(); });
+  scan_->invoke();
+  EXPECT_EQ(scan_, nullptr);
+  // It was there until its start was done, and killed its command as it went.
+  EXPECT_EQ(shell_.invoked().size(), 1U);
+  loop_.settle();
+  EXPECT_THAT(shell_.running(), IsEmpty());
+}
+
+TEST_F(ScanReentrancyTest, SlotMayDropTheLastReferenceToAScanThatIsCancelled) {
+  shell_.on(COMMAND).hangs();
+  startScan();
+  inSlotOf(State::CANCELLED, [this] { scan_.reset(); });
+  scan_->cancel();
+  EXPECT_EQ(scan_, nullptr);
+  EXPECT_EQ(log_.takeLines().back(), "[ARP scan nightly.3.LAN] Destroyed");
+}
+
 TEST_F(ScanReentrancyTest, ScanMayBeReleasedAtItsEnd) {
   for (const char* output : {"ok", ""}) {
     shell_.on(COMMAND).prints(output).exits(*output == '\0' ? 1 : 0);

@@ -141,5 +141,28 @@ TEST_F(ScriptedScheduledJobTest, OnlyTheJobHoldsOnToAScheduledJobThatItsSlotRele
   EXPECT_EQ(device_.log.takeLines().back(), "[Scheduled Job a] Destroyed");
 }
 
+// Whatever ends it, the operation that publishes comes to its own end before the object goes.
+TEST_F(ScriptedScheduledJobTest, SlotMayReleaseTheScheduledJob) {
+  for (const char* status : {"running", "successful", "cancelled"}) {
+    ScheduledJob* job = nullptr;
+    {
+      KXPtr<ScheduledJob> held = make(R"({"id":"a","scanType":"test","ends":"successful","schedule":"0 0 3 * * *"})");
+      if (std::string(status) == "cancelled") held = make(TEST_TYPE);
+      job = held.get();
+      job->statusUpdated.connect(Function<void(Property::Value)>([&held, status](Property::Value value) {
+        if (value["status"].toString() == status) held.reset();
+      }));
+      EXPECT_TRUE(job->invoke());
+      if (held != nullptr) job->cancel();
+      EXPECT_EQ(held, nullptr) << status;
+    }
+    const std::vector<std::string> lines = device_.log.takeLines();
+    EXPECT_THAT(lines.back(), "[Scheduled Job a] Destroyed") << status;
+    if (std::string(status) != "cancelled") continue;
+    ASSERT_GT(lines.size(), 2U);
+    EXPECT_EQ(lines[lines.size() - 3], "[Scheduled Job a] Cancelled");
+  }
+}
+
 }  // namespace
 }  // namespace KX::NMS::Discovery
