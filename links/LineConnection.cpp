@@ -35,7 +35,7 @@ LineConnection::LineConnection(KXEventLoop& loop, const SessionOptions& options,
 
 XCode LineConnection::start() {
   const XCode result = session_.open();
-  if (result.isErr()) return result;
+  if (!session_.isOpen()) return result;
   readable_ = loop_.createDescriptorEvent(input_, KXEventLoop::READABLE, [this](unsigned) { readPiece(); });
   if (readable_ == nullptr) nextPiece_.start(0, false, false);
   return result;

@@ -31,10 +31,12 @@ class LineConnection final : public ITransport {
 
   LineConnection(KXEventLoop& loop, const SessionOptions& options, int input, int output, Handlers handlers);
 
+  // Reads nothing where the start of the service has stopped the connection.
   XCode start();
   // The service is stopped; what is queued still goes out on the loop.
   void closeSession() { session_.close(); }
-  // The same, and waits a while for the peer to take what is queued. Afterwards nothing is called.
+  // The same, and waits a while for the peer to take what is queued. Called once; afterwards nothing is called, and the
+  // descriptors are not used any more.
   void stop();
   // Reads and handles what is there, up to 16 KiB; waits if nothing is.
   void readPiece();

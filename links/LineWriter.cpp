@@ -51,9 +51,9 @@ XCode LineWriter::send(const String& line) {
 }
 
 bool LineWriter::exceedsBound(const String& line) const {
-  const std::size_t onItsWay = queue_.empty() ? 0 : queue_.front().length() + 1 - offset_;
-  const std::size_t waiting = unsent_ - onItsWay;
-  return waiting != 0 && waiting + line.length() >= bound_;
+  if (queue_.empty()) return false;
+  const std::size_t onItsWay = queue_.front().length() + 1 - offset_;
+  return unsent_ - onItsWay + line.length() + 1 > bound_;
 }
 
 LineWriter::Progress LineWriter::writeQueued() {

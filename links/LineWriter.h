@@ -16,10 +16,11 @@
 namespace KX::NMS {
 
 // Writes lines to a descriptor without ever waiting for its reader: what the reader does not take is queued and follows
-// as it makes room. Once more than the bound would wait behind the line that is on its way, nobody reads, and the
-// writer fails; one line may be larger than the bound. The descriptor stays the caller's, and its flags as they are,
-// since others may share it; hence sockets are written with MSG_DONTWAIT, anything else in pieces that fit where poll
-// sees room. A reader that is gone is an error on a socket, and elsewhere SIGPIPE, which the program ignores.
+// as it makes room. Once more bytes than the bound would wait behind the line that is on its way, line ends included,
+// nobody reads, and the writer fails. The line on its way may have any size. The descriptor stays the caller's, and its
+// flags as they are, since others may share it; hence sockets are written with MSG_DONTWAIT, anything else in pieces
+// that fit where poll sees room. A reader that is gone is an error on a socket, and elsewhere SIGPIPE, which the
+// program ignores.
 class LineWriter {
  public:
   static constexpr std::size_t DEFAULT_BOUND = std::size_t{16} << 20U;

@@ -2,6 +2,7 @@
 #include "links/UnixLink.h"
 
 #include <poll.h>
+#include <sys/socket.h>
 
 #include <cerrno>
 
@@ -41,7 +42,12 @@ void UnixLink::stop() {
   acceptable_.reset();
   retry_.stop();
   lingering_.stop();
-  if (connection_ != nullptr) connection_->stop();
+  // A request that stops the link is still being handled by the connection, which therefore stays.
+  if (peer_) {
+    connection_->stop();
+    static_cast<void>(::shutdown(peer_.get(), SHUT_RDWR));
+    peer_.reset();
+  }
   file_.close();
 }
 

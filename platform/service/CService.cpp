@@ -19,8 +19,10 @@ CService::CService(const String& serviceName, const String& description, const S
       channel_(channel) {}
 
 XCode CService::start() {
+  // Set before, since what the start calls may stop the service already.
+  started_ = true;
   const XCode result = onStartService();
-  started_ = result.isSuccess();
+  if (result.isErr()) started_ = false;
   return result;
 }
 

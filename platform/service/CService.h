@@ -29,12 +29,12 @@ class CService : public CInherit<CService, CObject> {
            IChannel* channel);
 
   // For the service to register its handlers, and to unregister them. A start that fails ends the session; it is not
-  // followed by a stop.
+  // followed by a stop. What a start calls may end the session: the stop then comes inside the start.
   virtual XCode onStartService() { return XCode(); }
   virtual XCode onStopService() { return XCode(); }
 
-  // Called by the session. A service is started once; stopping it again, or before it has started, only takes the
-  // channel away.
+  // Called by the session. A service is started once; stopping it again, or before its start, only takes the channel
+  // away.
   XCode start();
   XCode stop();
   // Calls the handler that is registered for the request's "name"; without one the answer is a nak "Unknown request".

@@ -36,7 +36,7 @@ class ServiceSession final : public IChannel {
   ServiceSession& operator=(const ServiceSession&) = delete;
   ~ServiceSession() override { close(); }
 
-  // Creates and starts a service. On an error the session is closed.
+  // Creates and starts a service. On an error the session is closed, and without one where the start has closed it.
   XCode open();
   // Stops the service and takes its channel away. What the service sends while it stops still goes out.
   void close();

@@ -183,6 +183,16 @@ TEST_F(LineConnectionTest, RequestMayStopTheConnection) {
   EXPECT_EQ(ends + failures, 0);
 }
 
+TEST_F(LineConnectionTest, ConnectionThatItsOwnStartStopsReadsNothing) {
+  echo.onCreated = [this](EchoService& service) { service.onStarted = [this] { connection->stop(); }; };
+  ASSERT_TRUE(connection->start().isSuccess());
+  EXPECT_EQ(echo.last().stops, 1);
+  peer->send(request("echo", R"("id":1,"data":2)"));
+  runner.runOnce();
+  char byte = 0;
+  EXPECT_EQ(recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT), 1);
+}
+
 TEST_F(LineConnectionTest, PeerThatDoesNotReadEndsTheConnection) {
   peer->stopReading();
   ASSERT_TRUE(connection->start().isSuccess());

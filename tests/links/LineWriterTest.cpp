@@ -18,6 +18,16 @@ class LineWriterTest : public testing::TestWithParam<Kind> {
  protected:
   LineWriterTest() {
     std::signal(SIGPIPE, SIG_IGN);
+    reset();
+  }
+  ~LineWriterTest() override {
+    writer.reset();
+    if (output >= 0) close(output);
+  }
+  // A writer to a peer that has read nothing.
+  void reset() {
+    writer.reset();
+    if (output >= 0) close(output);
     int ends[2];
     if (GetParam() == Kind::PIPE) {
       EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
@@ -36,10 +46,6 @@ class LineWriterTest : public testing::TestWithParam<Kind> {
                                           runner.somethingHappened();
                                         }},
                    BOUND);
-  }
-  ~LineWriterTest() override {
-    writer.reset();
-    if (output >= 0) close(output);
   }
   // Sends until the peer's side is full.
   void fill(const String& text) {
@@ -106,10 +112,17 @@ TEST_P(LineWriterTest, FullQueueFailsTheWriter) {
 }
 
 TEST_P(LineWriterTest, BoundCountsWhatWaitsBehindTheLineOnItsWay) {
-  fill(line);
-  ASSERT_TRUE(writer->send("x"_s).isSuccess());
-  ASSERT_TRUE(writer->send(String(std::string(BOUND - 3, 'x'))).isSuccess());
+  for (const std::size_t waiting : {BOUND - 1, BOUND}) {
+    reset();
+    fill(line);
+    ASSERT_TRUE(writer->send("x"_s).isSuccess());
+    ASSERT_TRUE(writer->send(String(std::string(waiting - 3, 'x'))).isSuccess());
+  }
+  // The end of a line is one byte too many, whether something waits already or not.
   EXPECT_TRUE(writer->send(""_s).isErr());
+  reset();
+  fill(line);
+  EXPECT_TRUE(writer->send(String(std::string(BOUND, 'x'))).isErr());
 }
 
 TEST_P(LineWriterTest, LineAboveTheBoundGoesOutWhenNothingWaits) {

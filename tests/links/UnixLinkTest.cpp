@@ -157,6 +157,23 @@ TEST_F(UnixLinkTest, StopSendsTheRestAndRemovesTheFile) {
   EXPECT_NE(peer->lines[2].find("stopping"), std::string::npos);
 }
 
+TEST_F(UnixLinkTest, StopClosesThePeersConnection) {
+  const auto peer = connectAndAsk();
+  link->stop();
+  ASSERT_TRUE(peer->waitForEnd());
+  link->stop();
+}
+
+TEST_F(UnixLinkTest, ServiceMayStopTheLinkAsItStarts) {
+  echo.onCreated = [this](EchoService& service) { service.onStarted = [this] { link->stop(); }; };
+  const auto peer = connect();
+  peer->send(REQUEST);
+  ASSERT_TRUE(peer->waitForEnd());
+  EXPECT_EQ(echo.last().stops, 1);
+  EXPECT_FALSE(echo.last().isStarted());
+  for (const std::string& line : peer->lines) EXPECT_EQ(line.find("ack"), std::string::npos) << line;
+}
+
 TEST_F(UnixLinkTest, StoppedWithoutAPeerItIsJustGone) {
   link->stop();
   EXPECT_NE(access(path.c_str(), F_OK), 0);
@@ -171,7 +188,8 @@ TEST_F(UnixLinkTest, RequestMayStopTheLink) {
     stopped = true;
   };
   peer->send(request("act", ""));
-  ASSERT_TRUE(peer->waitForLines(2));
+  ASSERT_TRUE(peer->waitForEnd());
+  EXPECT_EQ(peer->lines.size(), 2U);
   EXPECT_TRUE(stopped);
   EXPECT_NE(access(path.c_str(), F_OK), 0);
 }

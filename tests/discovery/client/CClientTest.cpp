@@ -65,6 +65,19 @@ TEST(CClientTest, IsConnectedWhileAServiceRuns) {
   EXPECT_TRUE(server.client->isConnected());
 }
 
+TEST(CClientTest, IsNotConnectedToAServiceThatTheHostStoppedAsItStarted) {
+  Testing::VirtualEventLoop loop;
+  Repository repository;
+  Testing::RecordingChannel channel;
+  KXPPtr<CService> service;
+  const KXPPtr<CClient> client(new CClient("a"_s, repository, [&] { static_cast<void>(service->stop()); }, {}));
+  ASSERT_TRUE(client->serviceFactory().createService("1"_s, &channel, service).isSuccess());
+  ASSERT_TRUE(service->start().isSuccess());
+  EXPECT_FALSE(client->isConnected());
+  EXPECT_FALSE(service->hasRequestHandler("syncNodes"_s));
+  EXPECT_TRUE(client->sendJobStatusEvent(json(R"({"id":"a","status":"failed"})")).isErr());
+}
+
 TEST(CClientTest, EveryStartOfAServiceCallsTheHostAndNoStopDoes) {
   FakeServer server;
   EXPECT_EQ(server.connections, 1);

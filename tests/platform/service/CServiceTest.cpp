@@ -76,6 +76,15 @@ TEST_F(CServiceTest, StartThatFailsLeavesItStopped) {
   EXPECT_FALSE(service->isStarted());
 }
 
+TEST_F(CServiceTest, StopInsideTheStartStopsIt) {
+  service->onStarted = [this] { static_cast<void>(service->stop()); };
+  ASSERT_TRUE(service->start().isSuccess());
+  EXPECT_FALSE(service->isStarted());
+  EXPECT_EQ(service->stops, 1);
+  EXPECT_FALSE(service->hasRequestHandler("echo"_s));
+  EXPECT_TRUE(service->tell("x"_s).isErr());
+}
+
 TEST_F(CServiceTest, MessageOfAStoppingServiceGoesOut) {
   ASSERT_TRUE(service->start().isSuccess());
   ASSERT_TRUE(service->stop().isSuccess());

@@ -19,6 +19,7 @@ class EchoService : public KX::NMS::CService {
     handle("refuse"_s, &EchoService::onRefuse);
     handle("tell"_s, &EchoService::onTell);
     handle("act"_s, &EchoService::onAct);
+    if (onStarted) onStarted();
     return XCode();
   }
   XCode onStopService() override {
@@ -44,6 +45,7 @@ class EchoService : public KX::NMS::CService {
 
   XCode startResult;
   std::function<void()> action;
+  std::function<void()> onStarted;
   std::function<void()> onStopped;
   int stops = 0;
 
