@@ -38,9 +38,10 @@ macro(kx_package component name section summary text)
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} COMPONENT ${component})
 endmacro()
 
-# kx_package_service(COMPONENT UNIT MAKE_USERS): the scripts that dpkg runs for a package with a service.
+# kx_package_service(COMPONENT UNIT MAKE_USERS FORGET): the scripts that dpkg runs for a package with a service. FORGET takes
+# back at a purge what was made in its lifetime.
 # A function, since the arguments of a macro are no variables, and configure_file would put nothing in their places.
-function(kx_package_service component UNIT MAKE_USERS)
+function(kx_package_service component UNIT MAKE_USERS FORGET)
   string(TOUPPER ${component} key)
   foreach(script postinst prerm postrm)
     configure_file(packaging/${script}.in packaging/${component}/${script} @ONLY)
@@ -66,7 +67,7 @@ kx_package(agent discovery-agent net "agent that finds the nodes on private netw
 "Runs the plan of a management server on the same device, or one scan by hand
 whose result it prints. The service is installed, but neither enabled nor
 started.")
-kx_package_service(agent discovery-agent.service :)
+kx_package_service(agent discovery-agent.service : :)
 set(CPACK_COMPONENT_AGENT_DEPENDS libraries)
 set(CPACK_DEBIAN_AGENT_PACKAGE_RECOMMENDS "arp-scan, discovery-tools, ieee-data")
 
@@ -78,7 +79,9 @@ and hands one its organisation key.")
 kx_package(responder discovery-responder net "answers network discovery for a device"
 "The device's side of discovery-client. The service is installed, but neither
 enabled nor started.")
-kx_package_service(responder discovery-responder.service "systemd-sysusers discovery-responder.conf")
+kx_package_service(responder discovery-responder.service "systemd-sysusers discovery-responder.conf"
+  "rm -rf /var/lib/discovery-responder
+  if getent passwd discovery-responder >/dev/null; then userdel discovery-responder; fi")
 set(CPACK_DEBIAN_RESPONDER_PACKAGE_DEPENDS "systemd | systemd-standalone-sysusers")
 
 include(CPack)
