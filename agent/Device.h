@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "agent/Options.h"
-#include "agent/StatusLine.h"
+#include "program/StatusLine.h"
 #include "platform/database/Database.h"
 #include "platform/database/KernelInterfaces.h"
 #include "platform/loop/UvEventLoop.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "agent/TextTable.h"
+#include "program/TextTable.h"
 #include "agent/Vendors.h"
 #include "discovery/repository/Repository.h"
 

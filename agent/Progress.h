@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "agent/StatusLine.h"
+#include "program/StatusLine.h"
 #include "discovery/scheduling/Job.h"
 #include "platform/loop/KXEventTimeout.h"
 

@@ -5,7 +5,7 @@
 #include <cstdio>
 
 #include "agent/Agent.h"
-#include "agent/Complaint.h"
+#include "program/Complaint.h"
 #include "agent/Device.h"
 
 int runCommand(const Options& options) {
@@ -15,11 +15,11 @@ int runCommand(const Options& options) {
   const auto onTerminate = loop.createSignalEvent(SIGTERM, stop);
   const auto onInterrupt = loop.createSignalEvent(SIGINT, stop);
   XCode result = device.start(options);
-  if (result.isErr()) return complain(result.toString(), 1);
+  if (result.isErr()) return complain(result.toString());
   Agent agent(loop, device.monitor(), options);
   const auto onDiagnose = loop.createSignalEvent(SIGUSR1, [&agent] { std::fputs(agent.describe().c_str(), stderr); });
   result = agent.start(stop);
-  if (result.isErr()) return complain(result.toString(), 1);
+  if (result.isErr()) return complain(result.toString());
   loop.run();
   agent.stop();
   return 0;

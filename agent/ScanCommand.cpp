@@ -6,7 +6,7 @@
 #include <csignal>
 #include <cstdio>
 
-#include "agent/Complaint.h"
+#include "program/Complaint.h"
 #include "agent/Device.h"
 #include "agent/NodeTable.h"
 #include "agent/Progress.h"
@@ -71,11 +71,11 @@ void printTable(const Repository& repository) {
 int scanCommand(const Options& options) {
   Device device(options);
   const XCode result = device.start(options);
-  if (result.isErr()) return complain(result.toString(), 1);
+  if (result.isErr()) return complain(result.toString());
   Repository repository;
   const Value description = describeScan(options);
   if (!selectsInterface(device.loop(), repository, description["jobs"][0])) {
-    return complain("no interface was selected"_s, 1);
+    return complain("no interface was selected"_s);
   }
   // Input files carry the number: two scans by hand at once must not share one.
   const KXPtr<Job> job =
@@ -85,14 +85,14 @@ int scanCommand(const Options& options) {
   const bool complete = needed && runToEnd(device, repository, *job);
   // They stay for whoever wants to see what a planned job asked for; a scan by hand has shown its result.
   device.loop().ownService<InputFiles>().clear();
-  if (!complete) return complain("interrupted"_s, 1);
+  if (!complete) return complain("interrupted"_s);
   const ScanOutcome outcome = judgeScan(job->toPropertyValue(), repository);
-  if (!outcome.failure.isEmpty()) return complain(outcome.failure, 1);
+  if (!outcome.failure.isEmpty()) return complain(outcome.failure);
   if (!outcome.warning.isEmpty()) warn(outcome.warning);
   if (options.json) {
     printJson(repository);
   } else {
     printTable(repository);
   }
-  return 0;
+  return finishOutput();
 }

@@ -79,6 +79,8 @@ TEST(OptionsTest, HelpAndVersionNeedNoCommand) {
   EXPECT_EQ(options.command, Options::Command::HELP);
   ASSERT_TRUE(parse({"--version"}, options).isSuccess());
   EXPECT_EQ(options.command, Options::Command::VERSION);
+  ASSERT_TRUE(parse({"scan", "-h"}, options).isSuccess());
+  EXPECT_EQ(options.command, Options::Command::HELP);
 }
 
 TEST(OptionsTest, ErrorsNameTheWordThatCannotBeUsed) {
@@ -88,17 +90,26 @@ TEST(OptionsTest, ErrorsNameTheWordThatCannotBeUsed) {
   EXPECT_EQ(errorOf({"run", "--json"}), "unknown option: --json");
   EXPECT_EQ(errorOf({"scan", "--plan", "x"}), "unknown option: --plan");
   EXPECT_EQ(errorOf({"run", "-x"}), "unknown option: -x");
-  EXPECT_EQ(errorOf({"run", "--link"}), "--link needs a value");
+  EXPECT_EQ(errorOf({"run", "--link"}), "--link needs a value: stdio|unix:PATH");
   EXPECT_EQ(errorOf({"run", "more"}), "unexpected argument: more");
-  EXPECT_EQ(errorOf({"run", "--link", "mqtt://host"}), "unusable value for --link: mqtt://host");
-  EXPECT_EQ(errorOf({"run", "--verbosity", "4"}), "unusable value for --verbosity: 4");
-  EXPECT_EQ(errorOf({"run", "--command-limit", "4294967296"}), "unusable value for --command-limit: 4294967296");
-  EXPECT_EQ(errorOf({"run", "--output-limit", " 1"}), "unusable value for --output-limit:  1");
-  EXPECT_EQ(errorOf({"scan", "--interface", "("}), "unusable value for --interface: (");
-  EXPECT_EQ(errorOf({"scan", "--service", "ftp:21"}), "unusable value for --service: ftp:21");
-  EXPECT_EQ(errorOf({"scan", "--service", "http:65536"}), "unusable value for --service: http:65536");
-  EXPECT_EQ(errorOf({"scan", "--service"}), "--service needs a value");
+  EXPECT_EQ(errorOf({"run", "--link", "mqtt://host"}), "unusable value for --link: \"mqtt://host\", expecting stdio or unix:PATH");
+  EXPECT_EQ(errorOf({"run", "--verbosity", "4"}), "unusable value for --verbosity: \"4\", expecting a number from 0 to 3");
+  EXPECT_EQ(errorOf({"run", "--command-limit", "4294967296"}), "unusable value for --command-limit: \"4294967296\", expecting a number from 0 to 4294967295");
+  EXPECT_EQ(errorOf({"run", "--output-limit", " 1"}), "unusable value for --output-limit: \" 1\", expecting a number from 0 to 18446744073709551615");
+  EXPECT_EQ(errorOf({"scan", "--interface", "("}), "unusable value for --interface: \"(\", expecting a regular expression: missing ): (");
+  EXPECT_EQ(errorOf({"scan", "--service", "ftp:21"}), "unusable value for --service: \"ftp:21\", expecting sip, http, https, snmp or ping, a colon and a port up to 65535");
+  EXPECT_EQ(errorOf({"scan", "--service", "http:65536"}), "unusable value for --service: \"http:65536\", expecting sip, http, https, snmp or ping, a colon and a port up to 65535");
+  EXPECT_EQ(errorOf({"scan", "--service"}), "--service needs a value: NAME:PORT");
   EXPECT_EQ(errorOf({"run", "--service", "http:80"}), "unknown option: --service");
+}
+
+TEST(OptionsTest, AnEmptyValueIsNotTheSameAsNone) {
+  for (const char* option : {"--link", "--database", "--plan", "--log", "--verbosity", "--message-limit"}) {
+    EXPECT_NE(std::string(errorOf({"run", option, ""})).find("unusable value"), std::string::npos) << option;
+  }
+  for (const char* option : {"--interface", "--service", "--database"}) {
+    EXPECT_NE(std::string(errorOf({"scan", option, ""})).find("unusable value"), std::string::npos) << option;
+  }
 }
 
 }  // namespace

@@ -141,11 +141,20 @@ class CommandLine(AgentTest):
                           ["run", "--verbosity", ""], ["run", "--log", "paper"], ["run", "--command-limit", "4294967296"],
                           ["run", "--output-limit", "many"], ["run", "--message-limit", "-5"], ["run", "--json"],
                           ["scan", "--plan", "x"], ["scan", "--interface", "("], ["scan", "--link", "stdio"],
-                          ["run", "--clear-before-update=yes"]):
+                          ["run", "--clear-before-update=yes"], ["run", "--database", ""], ["run", "--plan", ""],
+                          ["scan", "--interface", ""], ["scan", "--service", ""], ["run", "--\x1b[2J\n"]):
             with self.subTest(arguments=arguments):
                 status, output, errors = self.run_agent(*arguments)
                 self.assertEqual((status, output), (2, ""))
-                self.assert_one_line(errors, "discovery-agent: ")
+                self.assert_one_line(errors, "discovery-agent: ", "; try --help")
+                self.assertNotRegex(errors, "[\0-\t\v-\x1f\x7f]")
+
+    def test_what_cannot_be_written_is_status_1_and_one_line(self):
+        for arguments in (["--help"], ["--version"], ["scan", "--help"], ["run", "-h"]):
+            with self.subTest(arguments=arguments), open("/dev/full", "w") as full:
+                result = subprocess.run([AGENT, *arguments], stdout=full, stderr=subprocess.PIPE, timeout=20)
+                self.assertEqual((result.returncode, result.stderr), (
+                    1, b"discovery-agent: cannot write the result: No space left on device\n"))
 
     def test_what_cannot_be_opened_is_status_1_and_one_line(self):
         text_file = self.write("text", "no database, but longer than the header of one" * 50)

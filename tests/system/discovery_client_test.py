@@ -121,13 +121,15 @@ class Discovery(DiscoveryTest):
         command("ip", "address", "add", "10.8.0.1/24", "dev", "bare0")
         command("ip", "link", "set", "bare0", "down")
         self.assertIn("bare0: ", self.client("-j", "-i", "bare0", status=1))
-        for name in ("none0", "", "x" * 300, "la\nn0"):
+        self.assertIn('--interface: "", expecting INTERFACE', self.client("-j", "-i", "", status=2))
+        for name in ("none0", "x" * 300, "la\nn0"):
             self.assertIn("No such device", self.client("-j", "-i", name, status=1))
 
     def test_a_result_that_cannot_be_written_is_status_1(self):
         with open("/dev/full", "w") as full:
             result = subprocess.run([CLIENT, "-j", "-i", "lan0", "--timeout", "200"], stdout=full, stderr=subprocess.PIPE)
-        self.assertEqual((result.returncode, result.stderr), (1, b"discovery-client: cannot write the result\n"))
+        self.assertEqual((result.returncode, result.stderr), (
+            1, b"discovery-client: cannot write the result: No space left on device\n"))
 
     def test_a_thousand_answers_from_one_address_are_one_device(self):
         device, honest = self.device(1), self.device(2)

@@ -246,7 +246,9 @@ class Scans(Scan):
 
     def test_a_service_that_cannot_be_used_is_status_2_and_one_line(self):
         for value in ("ftp:21", "http", "http:65536"):
-            self.assertEqual(self.pipe("--service", value), (2, "", f"discovery-agent: unusable value for --service: {value}\n"))
+            self.assertEqual(self.pipe("--service", value), (2, "", (
+                f'discovery-agent: unusable value for --service: "{value}", expecting sip, http, https, snmp or ping, a colon '
+                "and a port up to 65535; try --help\n")))
 
     def test_no_file_is_left(self):
         before = sorted(pathlib.Path("/tmp").glob("servicescan-input-*"))

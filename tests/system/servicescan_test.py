@@ -557,7 +557,7 @@ class TargetsAndResults(ServiceScan):
     def test_what_cannot_be_asked_has_a_reason_and_a_line(self):
         lines = ["127.7.1.1 ftp:21 ping:0 http:0", "", "printer ping:0", "127.7.1.2 sip:65536 http", "127.7.1.300 x:1",
                  "127.7.1.1 ping:0"]
-        nodes = self.scan(lines, *QUICK, complaints="".join(f"servicescan: line {line}\n" for line in (
+        nodes = self.scan(lines, *QUICK, complaints="".join(f"servicescan: warning: line {line}\n" for line in (
             "1: Unknown service: ftp:21", "1: Invalid port: http:0", "3: Not an IPv4 address: printer",
             "4: Invalid port: sip:65536", "4: Invalid port: http", "5: Not an IPv4 address: 127.7.1.300",
             "5: Unknown service: x:1")))
@@ -611,9 +611,10 @@ class TargetsAndResults(ServiceScan):
         reader, writer = os.pipe()
         os.close(reader)
         with open(writer, "wb") as closed, open("/dev/full", "wb") as full:
-            for stdout in (closed, full):
-                self.assertEqual(self.run_tool("-j", "-t", path, stdout=stdout),
-                                 (1, "", "servicescan: cannot write the result\n"))
+            for stdout, reason in ((closed, "Broken pipe"), (full, "No space left on device")):
+                for arguments in (["-j", "-t", path], ["-t", path], ["--help"], ["--version"]):
+                    self.assertEqual(self.run_tool(*arguments, stdout=stdout),
+                                     (1, "", f"servicescan: cannot write the result: {reason}\n"))
 
     def test_standard_descriptors_may_be_closed(self):
         command = f"exec {TOOL} -j -t {self.file('127.0.0.1 ping:0', 'nonsense')}"

@@ -25,7 +25,7 @@ Value describe(std::uint32_t address, const Device& device) {
 
 }  // namespace
 
-bool printJson(const Devices& devices, std::FILE* stream) {
+void printJson(const Devices& devices, std::FILE* stream) {
   std::fputs("{\"nodes\":[", stream);
   const char* separator = "";
   for (const auto& [address, device] : devices.all()) {
@@ -33,10 +33,9 @@ bool printJson(const Devices& devices, std::FILE* stream) {
     separator = ",";
   }
   std::fputs("]}\n", stream);
-  return std::fflush(stream) == 0 && std::ferror(stream) == 0;
 }
 
-bool printTable(const Devices& devices, std::FILE* stream) {
+void printTable(const Devices& devices, std::FILE* stream) {
   constexpr char LINE[] = "%-15s  %-17s  %-10s  %s%s%s\n";
   std::fprintf(stream, LINE, "ADDRESS", "MAC", "ONBOARDING", "MODEL", "", "");
   for (const auto& [address, device] : devices.all()) {
@@ -45,7 +44,6 @@ bool printTable(const Devices& devices, std::FILE* stream) {
                  description.supportsOnboarding ? "yes" : "no", toPrintable(description.model).c_str(),
                  description.build.isEmpty() ? "" : ", ", toPrintable(description.build).c_str());
   }
-  return std::fflush(stream) == 0 && std::ferror(stream) == 0;
 }
 
 }  // namespace DeviceDiscovery::Client

@@ -7,11 +7,11 @@
 
 namespace DeviceDiscovery::Client {
 
-// Both print the devices by ascending address and return false when the stream takes no more.
+// Both print the devices by ascending address. Whether the stream took it is for the caller to see.
 
 // One JSON document, {"nodes": […]}, on one line.
-bool printJson(const Devices& devices, std::FILE* stream);
+void printJson(const Devices& devices, std::FILE* stream);
 // One line a device, for people.
-bool printTable(const Devices& devices, std::FILE* stream);
+void printTable(const Devices& devices, std::FILE* stream);
 
 }  // namespace DeviceDiscovery::Client

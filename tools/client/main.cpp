@@ -2,6 +2,8 @@
 #include <cstdio>
 
 #include "platform/base/Memory.h"
+#include "program/Complaint.h"
+#include "program/StandardDescriptors.h"
 #include "tools/client/Action.h"
 #include "tools/client/Discovery.h"
 #include "tools/client/Options.h"
@@ -15,11 +17,6 @@ constexpr char USUAL_PSK_FILE[] = "/etc/discovery/client.psk";
 constexpr std::uint32_t DISCOVERY_MS = 3000;
 constexpr std::uint32_t ACTION_MS = 5000;
 
-int complain(const String& text, int status) {
-  std::fprintf(stderr, "discovery-client: %s\n", text.c_str());
-  return status;
-}
-
 std::uint32_t timeoutOr(const Options& options, std::uint32_t byDefault) {
   return options.timeoutMs != 0 ? options.timeoutMs : byDefault;
 }
@@ -27,9 +24,13 @@ std::uint32_t timeoutOr(const Options& options, std::uint32_t byDefault) {
 int find(const Options& options) {
   Devices devices;
   const XCode result = discover(options.interface, timeoutOr(options, DISCOVERY_MS), devices);
-  if (result.isErr()) return complain(result.toString(), 1);
-  const bool isPrinted = options.json ? printJson(devices, stdout) : printTable(devices, stdout);
-  return isPrinted ? 0 : complain("cannot write the result"_s, 1);
+  if (result.isErr()) return complain(result.toString());
+  if (options.json) {
+    printJson(devices, stdout);
+  } else {
+    printTable(devices, stdout);
+  }
+  return finishOutput();
 }
 
 int act(const Options& options, const char* path, const String& payload) {
@@ -37,7 +38,7 @@ int act(const Options& options, const char* path, const String& payload) {
   XCode result = options.pskFile.isEmpty() ? readPskFileIfAny(USUAL_PSK_FILE, action.preSharedKey)
                                            : readPskFile(options.pskFile, action.preSharedKey);
   if (result.isSuccess()) result = perform(action);
-  return result.isErr() ? complain(result.toString(), 1) : 0;
+  return result.isErr() ? complain(result.toString()) : EXIT_DONE;
 }
 
 }  // namespace
@@ -48,15 +49,15 @@ int main(int argc, char* argv[]) {
   using namespace DeviceDiscovery::Client;
   KX::endProcessWhenOutOfMemory();
   Options options;
-  const XCode result = parseOptions(argc, argv, options);
-  if (result.isErr()) return complain(result.toString(), 2);
+  XCode result = parseOptions(argc, argv, options);
+  if (result.isErr()) return complainOfUsage(result.toString());
+  result = prepareStandardDescriptors(ClosedOutput::FAILS);
+  if (result.isErr()) return complain(result.toString());
   switch (options.command) {
     case Options::Command::HELP:
-      std::fputs(usage(), stdout);
-      return 0;
+      return print(usage());
     case Options::Command::VERSION:
-      std::puts("discovery-client " TOOL_VERSION);
-      return 0;
+      return print("discovery-client " TOOL_VERSION "\n"_s);
     case Options::Command::DISCOVER:
       return find(options);
     case Options::Command::BLINK:
@@ -64,5 +65,5 @@ int main(int argc, char* argv[]) {
     case Options::Command::ONBOARD:
       return act(options, ONBOARD_PATH, options.organisation.toJson());
   }
-  return 0;
+  return EXIT_DONE;
 }

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <csignal>
-#include <cstdio>
 
 #include "platform/base/Memory.h"
 #include "platform/loop/UvEventLoop.h"
+#include "program/Complaint.h"
+#include "program/StandardDescriptors.h"
 #include "tools/responder/DeviceActions.h"
 #include "tools/responder/Options.h"
 #include "tools/responder/Privileges.h"
@@ -13,11 +14,6 @@ namespace DeviceDiscovery::Responder {
 namespace {
 
 constexpr char USUAL_PSK_FILE[] = "/etc/discovery/responder.psk";
-
-int complain(const String& text, int status) {
-  std::fprintf(stderr, "discovery-responder: %s\n", text.c_str());
-  return status;
-}
 
 // What needs root comes first; nothing from the network is read before it has been given up.
 XCode serve(const Options& options) {
@@ -48,17 +44,16 @@ int main(int argc, char* argv[]) {
   KX::endProcessWhenOutOfMemory();
   Options options;
   XCode result = parseOptions(argc, argv, options);
-  if (result.isErr()) return complain(result.toString(), 2);
+  if (result.isErr()) return complainOfUsage(result.toString());
   switch (options.command) {
     case Options::Command::HELP:
-      std::fputs(usage(), stdout);
-      return 0;
+      return print(usage());
     case Options::Command::VERSION:
-      std::puts("discovery-responder " TOOL_VERSION);
-      return 0;
+      return print("discovery-responder " TOOL_VERSION "\n"_s);
     case Options::Command::RUN:
       break;
   }
-  result = serve(options);
-  return result.isErr() ? complain(result.toString(), 1) : 0;
+  result = prepareStandardDescriptors(ClosedOutput::DISCARDS);
+  if (result.isSuccess()) result = serve(options);
+  return result.isErr() ? complain(result.toString()) : EXIT_DONE;
 }

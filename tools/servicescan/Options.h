@@ -22,6 +22,6 @@ struct Options {
 [[nodiscard]] XCode parseOptions(int argc, char* const argv[], Options& options);
 
 // The text of --help.
-const char* usage();
+String usage();
 
 }  // namespace ServiceScan

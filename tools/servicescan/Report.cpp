@@ -63,7 +63,7 @@ Row makeRow(const Host& host, const Targets& targets) {
 
 }  // namespace
 
-bool printJson(const Targets& targets, std::FILE* stream) {
+void printJson(const Targets& targets, std::FILE* stream) {
   std::fputs("{\"nodes\":[", stream);
   const char* separator = "";
   for (const Host& host : targets.hosts) {
@@ -71,10 +71,9 @@ bool printJson(const Targets& targets, std::FILE* stream) {
     separator = ",";
   }
   std::fputs("]}\n", stream);
-  return std::fflush(stream) == 0 && std::ferror(stream) == 0;
 }
 
-bool printTable(const Targets& targets, std::FILE* stream) {
+void printTable(const Targets& targets, std::FILE* stream) {
   std::vector<Row> rows{{"ADDRESS", "AVAILABLE", "MISSING", "MODEL"}};
   for (const Host& host : targets.hosts) rows.push_back(makeRow(host, targets));
   const auto widest = [&rows](std::string Row::*column) {
@@ -93,7 +92,6 @@ bool printTable(const Targets& targets, std::FILE* stream) {
     line.resize(line.find_last_not_of(' ') + 1);
     std::fprintf(stream, "%s\n", line.c_str());
   }
-  return std::fflush(stream) == 0 && std::ferror(stream) == 0;
 }
 
 }  // namespace ServiceScan

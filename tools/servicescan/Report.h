@@ -7,11 +7,11 @@
 
 namespace ServiceScan {
 
-// Both print what came of all probes, in the order of the input, and return false when the stream takes no more.
+// Both print what came of all probes, in the order of the input. Whether the stream took it is for the caller to see.
 
 // One JSON document, {"nodes": […]}, on one line.
-bool printJson(const Targets& targets, std::FILE* stream);
+void printJson(const Targets& targets, std::FILE* stream);
 // One line a host, for people.
-bool printTable(const Targets& targets, std::FILE* stream);
+void printTable(const Targets& targets, std::FILE* stream);
 
 }  // namespace ServiceScan

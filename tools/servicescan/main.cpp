@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <fcntl.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 
 #include "platform/base/Memory.h"
 #include "platform/loop/UvEventLoop.h"
+#include "program/Complaint.h"
+#include "program/StandardDescriptors.h"
 #include "tools/servicescan/Options.h"
 #include "tools/servicescan/PingProber.h"
 #include "tools/servicescan/ProgressLine.h"
@@ -21,22 +20,9 @@
 namespace ServiceScan {
 namespace {
 
-int complain(const String& text, int status) {
-  std::fprintf(stderr, "servicescan: %s\n", text.c_str());
-  return status;
-}
-
 std::int64_t steadyMilliseconds() {
   using namespace std::chrono;
   return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
-}
-
-// Those that the caller has left closed would become sockets. Nothing can be written to them, as before.
-bool fillStandardDescriptors() {
-  for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
-    if (fcntl(descriptor, F_GETFD) < 0 && open("/dev/null", O_RDONLY) < 0) return false;
-  }
-  return true;
 }
 
 // Connections are descriptors, and the usual limit of 1,024 is there for programs that use select.
@@ -80,19 +66,21 @@ XCode sweepAll(const Options& options, Targets& targets) {
 }
 
 int scan(const Options& options) {
-  if (!fillStandardDescriptors()) return complain("cannot open /dev/null"_s, 1);
   Targets targets;
-  XCode result = readTargets(
-      options.targetFile, [](const String& line) { complain(line, 0); }, targets);
-  if (result.isErr())
-    return complain(String::format("%s: %s", options.targetFile.c_str(), result.toString().c_str()), 1);
-  // A host that resets its connection is no reason to end.
-  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+  XCode result = readTargets(options.targetFile, warn, targets);
+  if (result.isErr()) {
+    result.extendString(options.targetFile, ": ");
+    return complain(result.toString());
+  }
   raiseDescriptorLimit();
   result = sweepAll(options, targets);
-  if (result.isErr()) return complain(result.toString(), 1);
-  const bool isPrinted = options.json ? printJson(targets, stdout) : printTable(targets, stdout);
-  return isPrinted ? 0 : complain("cannot write the result"_s, 1);
+  if (result.isErr()) return complain(result.toString());
+  if (options.json) {
+    printJson(targets, stdout);
+  } else {
+    printTable(targets, stdout);
+  }
+  return finishOutput();
 }
 
 }  // namespace
@@ -102,17 +90,17 @@ int main(int argc, char* argv[]) {
   using namespace ServiceScan;
   KX::endProcessWhenOutOfMemory();
   Options options;
-  const XCode result = parseOptions(argc, argv, options);
-  if (result.isErr()) return complain(result.toString(), 2);
+  XCode result = parseOptions(argc, argv, options);
+  if (result.isErr()) return complainOfUsage(result.toString());
+  result = prepareStandardDescriptors(ClosedOutput::FAILS);
+  if (result.isErr()) return complain(result.toString());
   switch (options.command) {
     case Options::Command::HELP:
-      std::fputs(usage(), stdout);
-      return 0;
+      return print(usage());
     case Options::Command::VERSION:
-      std::puts("servicescan " TOOL_VERSION);
-      return 0;
+      return print("servicescan " TOOL_VERSION "\n"_s);
     case Options::Command::SCAN:
       return scan(options);
   }
-  return 0;
+  return EXIT_DONE;
 }

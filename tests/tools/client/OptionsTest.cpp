@@ -123,7 +123,7 @@ TEST(OptionsTest, CommandsThatMakeNoSenseAreErrors) {
 TEST(OptionsTest, HelpAndVersionNeedNothingElse) {
   EXPECT_EQ(parsed({"--help"}).command, Options::Command::HELP);
   EXPECT_EQ(parsed({"--version"}).command, Options::Command::VERSION);
-  EXPECT_NE(std::string(usage()).find("--psk-file"), std::string::npos);
+  EXPECT_NE(std::string(usage().c_str()).find("--psk-file"), std::string::npos);
 }
 
 }  // namespace

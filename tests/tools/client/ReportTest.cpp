@@ -9,11 +9,11 @@
 namespace DeviceDiscovery::Client {
 namespace {
 
-std::string printed(bool (*print)(const Devices&, std::FILE*), const Devices& devices) {
+std::string printed(void (*print)(const Devices&, std::FILE*), const Devices& devices) {
   char* text = nullptr;
   std::size_t size = 0;
   std::FILE* const stream = open_memstream(&text, &size);
-  EXPECT_TRUE(print(devices, stream));
+  print(devices, stream);
   std::fclose(stream);
   const std::string result(text, size);
   std::free(text);
@@ -45,13 +45,6 @@ TEST(ReportTest, TheTableHasALineForEachDevice) {
   EXPECT_NE(table.find("192.168.1.10     02:00:00:00:00:AB  yes         Model \"1\", 7.1\n"), std::string::npos)
       << table;
   EXPECT_NE(table.find("192.168.1.2      02:00:00:00:00:02  no"), std::string::npos) << table;
-}
-
-TEST(ReportTest, AFullDiskIsSeen) {
-  std::FILE* const full = std::fopen("/dev/full", "w");
-  ASSERT_NE(full, nullptr);
-  EXPECT_FALSE(printJson(twoDevices(), full));
-  std::fclose(full);
 }
 
 }  // namespace

@@ -83,7 +83,7 @@ TEST(OptionsTest, HelpAndVersionNeedNoFile) {
 TEST(OptionsTest, WithoutAFileThereIsNothingToDo) {
   EXPECT_EQ(errorOf({}), "expecting -t FILE");
   EXPECT_EQ(errorOf({"-j"}), "expecting -t FILE");
-  EXPECT_EQ(errorOf({"-t", ""}), "expecting -t FILE");
+  EXPECT_EQ(errorOf({"-t", ""}), "unusable value for --targets: \"\", expecting FILE");
 }
 
 TEST(OptionsTest, WhatIsNotUnderstoodIsNamed) {
@@ -91,11 +91,11 @@ TEST(OptionsTest, WhatIsNotUnderstoodIsNamed) {
   EXPECT_EQ(errorOf({"-x"}), "unknown option: -x");
   EXPECT_EQ(errorOf({"-t", "/t", "-xj"}), "unknown option: -x");
   EXPECT_EQ(errorOf({"-jx"}), "unknown option: -x");
-  EXPECT_EQ(errorOf({"--json=yes"}), "unknown option: --json=yes");
-  EXPECT_EQ(errorOf({"--patient=yes"}), "unknown option: --patient=yes");
-  EXPECT_EQ(errorOf({"-t", "/t", "more"}), "unexpected argument: more");
-  EXPECT_EQ(errorOf({"-t"}), "-t needs a value");
-  EXPECT_EQ(errorOf({"--rate"}), "--rate needs a value");
+  EXPECT_EQ(errorOf({"--json=yes"}), "--json takes no value");
+  EXPECT_EQ(errorOf({"--patient=yes"}), "--patient takes no value");
+  EXPECT_EQ(errorOf({"-t", "/t", "more"}), "unexpected argument after the options");
+  EXPECT_EQ(errorOf({"-t"}), "-t needs a value: FILE");
+  EXPECT_EQ(errorOf({"--rate"}), "--rate needs a value: N");
 }
 
 TEST(OptionsTest, NumbersHaveTheirLimits) {
@@ -119,8 +119,8 @@ TEST(OptionsTest, NumbersHaveTheirLimits) {
     refused.insert(refused.end(),
                    {"", "-1", "+1", " 1", "1 ", "1x", "x", "0x10", "1.5", "4294967297", "99999999999999999999"});
     for (const char* value : refused) {
-      EXPECT_EQ(errorOf({"-t", "/t", name.c_str(), value}),
-                String::format("unusable value for %s: %s", name.c_str(), value));
+      const std::string start = "unusable value for " + name + ": \"" + value + "\", expecting ";
+      EXPECT_EQ(std::string(errorOf({"-t", "/t", name.c_str(), value})).find(start), 0U) << name << ' ' << value;
     }
   }
 }
@@ -131,12 +131,14 @@ TEST(OptionsTest, ACommunityHasOneTo255Bytes) {
   ASSERT_TRUE(parse({"-t", "/t", "--community", longest.c_str()}, options).isSuccess());
   EXPECT_EQ(options.community, longest.c_str());
   // It is a secret and not repeated.
-  EXPECT_EQ(errorOf({"-t", "/t", "--community", (longest + "c").c_str()}), "unusable value for --community");
-  EXPECT_EQ(errorOf({"-t", "/t", "--community", ""}), "unusable value for --community");
+  EXPECT_EQ(errorOf({"-t", "/t", "--community", (longest + "c").c_str()}),
+            "unusable value for --community: expecting at most 255 bytes");
+  EXPECT_EQ(errorOf({"-t", "/t", "--community", ""}), "unusable value for --community: expecting TEXT");
 }
 
 TEST(OptionsTest, TheUsageNamesEveryOption) {
-  const std::string_view text = usage();
+  const String help = usage();
+  const std::string_view text = help.view();
   for (const char* option : {"-t, --targets", "-j, --json", "--timeout", "--tries", "--community", "--parallel",
                              "--rate", "--patient", "--version", "--help"}) {
     EXPECT_NE(text.find(option), std::string_view::npos) << option;

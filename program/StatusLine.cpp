@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "agent/StatusLine.h"
+#include "program/StatusLine.h"
 
 #include <unistd.h>
 
 #include <cstdio>
 
-#include "agent/TextWidth.h"
 #include "platform/text/Printable.h"
+#include "program/TextWidth.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "agent/TextTable.h"
+#include "program/TextTable.h"
 
 #include <algorithm>
 #include <numeric>
 
-#include "agent/TextWidth.h"
+#include "program/TextWidth.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "agent/Terminal.h"
+#include "program/Terminal.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "agent/Terminal.h"
 #include "platform/base/String.h"
 #include "platform/monitor/LogSink.h"
+#include "program/Terminal.h"
 
 // The last line of stderr, where that is a terminal: a text that is overwritten by the next one. Whoever else writes to
 // stderr withdraws it first.

@@ -3,7 +3,7 @@
 
 #include <clocale>
 
-#include "agent/TextWidth.h"
+#include "program/TextWidth.h"
 
 namespace {
 

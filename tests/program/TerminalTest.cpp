@@ -6,7 +6,7 @@
 
 #include <cstdlib>
 
-#include "agent/Terminal.h"
+#include "program/Terminal.h"
 
 namespace {
 

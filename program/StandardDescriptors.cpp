@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "links/StandardDescriptors.h"
+#include "program/StandardDescriptors.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -7,14 +7,13 @@
 #include <cerrno>
 #include <csignal>
 
-namespace KX::NMS {
-
-XCode prepareStandardDescriptors() {
+XCode prepareStandardDescriptors(ClosedOutput closedOutput) {
   static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
   for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (::fcntl(descriptor, F_GETFD) >= 0) continue;
+    const bool writable = descriptor != STDIN_FILENO && closedOutput == ClosedOutput::DISCARDS;
     // The lowest free number is this one, since those below are open by now.
-    if (::open("/dev/null", descriptor == STDIN_FILENO ? O_RDONLY : O_WRONLY) < 0) {
+    if (::open("/dev/null", writable ? O_WRONLY : O_RDONLY) < 0) {
       XCode error = XCode::fromErrno(errno);
       error.extendString("/dev/null"_s, ": ");
       return error;
@@ -22,5 +21,3 @@ XCode prepareStandardDescriptors() {
   }
   return XCode();
 }
-
-}  // namespace KX::NMS

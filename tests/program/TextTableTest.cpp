@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
-#include "agent/TextTable.h"
-#include "agent/TextWidth.h"
+#include "program/TextTable.h"
+#include "program/TextWidth.h"
 
 namespace {
 

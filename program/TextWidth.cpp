@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "agent/TextWidth.h"
+#include "program/TextWidth.h"
 
 #include <clocale>
 #include <cwchar>
