@@ -1,14 +1,14 @@
 # SPDX-License-Identifier: Apache-2.0
 # A layer is one library made of folders: built once as objects, offered shared and static, with its headers installed
-# under the path that the sources include them by.
+# under the path that the sources include them by. A companion is one folder that a host may take in beside the layers.
+# Both are described to CMake (find_package(kxdiscovery)) and to pkg-config.
 
-# kx_layer(NAME FOLDERS base time ...): defines NAME (shared) and NAME-static. Each folder's CMakeLists.txt lists its
-# files with kx_sources(...).
+# kx_layer(NAME DESCRIPTION text FOLDERS base time ...): defines NAME (shared) and NAME-static. Each folder's
+# CMakeLists.txt lists its files with kx_sources(...).
 function(kx_layer name)
-  cmake_parse_arguments(arg "" "" "FOLDERS;PUBLIC;PRIVATE" ${ARGN})
+  cmake_parse_arguments(arg "" "DESCRIPTION" "FOLDERS;PUBLIC;PRIVATE" ${ARGN})
   add_library(${name}-objects OBJECT)
-  target_include_directories(${name}-objects PUBLIC
-    $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kxdiscovery>)
+  kx_public_target(${name}-objects)
   # Nobody replaces single functions of the shared libraries, so they may call their own directly and inline them.
   target_compile_options(${name}-objects PRIVATE -fno-exceptions -fno-semantic-interposition -ffunction-sections)
   # Nor does anybody look for their inline functions, whose names would be a good part of the library.
@@ -22,8 +22,7 @@ function(kx_layer name)
     string(REPLACE SHARED "" suffix ${kind})
     string(REPLACE STATIC "-static" suffix "${suffix}")
     add_library(${name}${suffix} ${kind} $<TARGET_OBJECTS:${name}-objects>)
-    target_include_directories(${name}${suffix} PUBLIC
-      $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kxdiscovery>)
+    kx_public_target(${name}${suffix})
     set(public_libraries ${arg_PUBLIC})
     if(suffix)
       list(TRANSFORM public_libraries REPLACE "^(kx.*)$" "\\1-static")
@@ -37,6 +36,49 @@ function(kx_layer name)
   install(TARGETS ${name} ${name}-static EXPORT kxdiscovery
     LIBRARY COMPONENT libraries NAMELINK_COMPONENT development
     ARCHIVE COMPONENT development)
+  kx_pkgconfig(${name} "${arg_DESCRIPTION}" "${arg_PUBLIC}" "${arg_PRIVATE}")
+endfunction()
+
+# kx_companion(NAME DESCRIPTION text USES layer FILES ...): defines NAME, for hosts of the shared layer, and NAME-static,
+# for those of the static one. Both are the same static library: what few programs use needs no package on the device.
+function(kx_companion name)
+  cmake_parse_arguments(arg "" "DESCRIPTION;USES" "FILES" ${ARGN})
+  add_library(${name}-objects OBJECT)
+  target_compile_options(${name}-objects PRIVATE -fno-exceptions)
+  target_link_libraries(${name}-objects PRIVATE $<BUILD_INTERFACE:kxwarnings> PUBLIC ${arg_USES})
+  set(KX_LAYER ${name})
+  kx_sources(${arg_FILES})
+  foreach(suffix "" -static)
+    add_library(${name}${suffix} STATIC $<TARGET_OBJECTS:${name}-objects>)
+    kx_public_target(${name}${suffix})
+    target_link_libraries(${name}${suffix} PUBLIC ${arg_USES}${suffix})
+    add_library(kxdiscovery::${name}${suffix} ALIAS ${name}${suffix})
+  endforeach()
+  set_target_properties(${name}-static PROPERTIES OUTPUT_NAME ${name} ARCHIVE_OUTPUT_DIRECTORY static)
+  install(TARGETS ${name} ${name}-static EXPORT kxdiscovery ARCHIVE COMPONENT development)
+  kx_pkgconfig(${name} "${arg_DESCRIPTION}" ${arg_USES} "")
+endfunction()
+
+# Where a target's headers are, here and installed, and the language that they are written in.
+function(kx_public_target target)
+  target_include_directories(${target} PUBLIC
+    $<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}> $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kxdiscovery>)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+endfunction()
+
+# kx_pkgconfig(NAME DESCRIPTION PUBLIC PRIVATE): NAME.pc. What only the static library needs stands in Requires.private;
+# paths are relative to the file, so that an installation may be moved.
+function(kx_pkgconfig name description public private)
+  list(TRANSFORM private REPLACE "^PkgConfig::" "")
+  list(FILTER public INCLUDE REGEX "^kx")
+  list(FILTER private EXCLUDE REGEX "^\\$<")
+  list(JOIN public " " public)
+  list(JOIN private " " private)
+  set(folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  file(RELATIVE_PATH prefix /${folder} /)
+  string(REGEX REPLACE "/$" "" prefix ${prefix})
+  configure_file(${CMAKE_SOURCE_DIR}/cmake/library.pc.in ${name}.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${name}.pc DESTINATION ${folder} COMPONENT development)
 endfunction()
 
 # kx_sources(files...): the files of one folder; headers are installed and compiled on their own, too.

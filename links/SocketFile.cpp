@@ -2,6 +2,7 @@
 #include "links/SocketFile.h"
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 
 #include <cerrno>
@@ -66,15 +67,17 @@ XCode SocketFile::bindAndListen() {
     if (result.isErr()) return result;
     isBound = ::bind(listener_.get(), asAddress(address), sizeof address) == 0;
   }
-  if (!isBound || ::lstat(path_.c_str(), &file_) != 0) return systemError();
+  struct stat status {};
+  if (!isBound || ::lstat(path_.c_str(), &status) != 0) return systemError();
+  device_ = status.st_dev;
+  inode_ = status.st_ino;
   return ::listen(listener_.get(), SOMAXCONN) == 0 ? XCode() : systemError();
 }
 
 void SocketFile::close() {
   if (!listener_) return;
   struct stat status {};
-  const bool isOurs =
-      ::lstat(path_.c_str(), &status) == 0 && status.st_dev == file_.st_dev && status.st_ino == file_.st_ino;
+  const bool isOurs = ::lstat(path_.c_str(), &status) == 0 && status.st_dev == device_ && status.st_ino == inode_;
   if (isOurs) ::unlink(path_.c_str());
   listener_.reset();
 }

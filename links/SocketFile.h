@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <sys/stat.h>
+#include <cstdint>
 
 #include "platform/base/String.h"
 #include "platform/base/XCode.h"
@@ -30,7 +30,8 @@ class SocketFile {
 
   String path_;
   KX::Shell::Descriptor listener_;
-  struct stat file_ {};
+  std::uint64_t device_ = 0;
+  std::uint64_t inode_ = 0;
 };
 
 }  // namespace KX::NMS

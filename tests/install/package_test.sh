@@ -53,7 +53,8 @@ expect_contents discovery-agent usr/sbin/discovery-agent usr/lib/systemd/system/
 expect_contents discovery-tools usr/bin/{servicescan,discovery-client}
 expect_contents discovery-responder usr/sbin/discovery-responder usr/lib/systemd/system/discovery-responder.service \
   usr/lib/sysusers.d/discovery-responder.conf
-! contents libkxdiscovery-dev | grep -vE "^usr/include/kxdiscovery/.*\.h$|^$folder/(libkx(discovery|platform)\.(a|so)|cmake/)" ||
+! contents libkxdiscovery-dev |
+  grep -vE "^usr/include/kxdiscovery/.*\.h$|^$folder/(libkx(discovery|platform)\.(a|so)|libkx(links|testing)\.a|cmake/|pkgconfig/kx)" ||
   fail "contents of libkxdiscovery-dev"
 
 for package in "${all[@]}"; do
@@ -98,7 +99,7 @@ done
   fail "the agent does not answer"
 
 if [[ $architecture == amd64 ]]; then
-  build_host "$root/usr" "$scratch"
+  check_development "$root/usr" "$scratch"
   # The units name programs that are not installed here, so they are shown where they are.
   for unit in discovery-agent discovery-responder; do
     sed "s|^ExecStart=/|&${root#/}/|" "$root/usr/lib/systemd/system/$unit.service" >"$scratch/$unit.service"

@@ -1,12 +1,15 @@
 #!/bin/bash
 # SPDX-License-Identifier: Apache-2.0
-# What is installed is enough to build a host, shared and static: install_test.sh BUILD_FOLDER
+# What is installed is enough to build hosts and to run the agent: prefix_test.sh BUILD_FOLDER
 set -euo pipefail
 . "$(dirname "$0")/host.sh"
-scratch=$(mktemp -d)
-trap 'rm -rf "$scratch"' EXIT
+# In the same place each time, so that the compiler cache knows the sources.
+scratch=$1/installed
+rm -rf "$scratch"
+mkdir "$scratch"
 
 cmake --install "$1" --prefix "$scratch/prefix" >/dev/null
-build_host "$scratch/prefix" "$scratch"
+check_development "$scratch/prefix" "$scratch"
 [[ $(LD_LIBRARY_PATH=$scratch/prefix/lib "$scratch/prefix/sbin/discovery-agent" --version) == discovery-agent* ]]
+rm -rf "$scratch"
 echo "ok: installed headers and libraries are enough"
