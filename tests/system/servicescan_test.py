@@ -475,6 +475,37 @@ class Datagrams(ServiceScan):
         self.reply("127.5.1.1", 161, lambda request: [b"\x30\x82\xff", request[:-4], b"\x30\x03\x02\x01\x01"])
         self.assertEqual(self.outcomes(["127.5.1.1 sip:5060 snmp:161"], *QUICK), ["No answer"] * 2)
 
+    def test_what_one_host_is_asked_with_says_nothing_of_what_another_is(self):
+        hosts, heard = range(1, 9), {"snmp": [], "sip": [], "ping": []}
+
+        def hear(service, good):
+            def answer(request):
+                heard[service].append(request)
+                return good(request)
+            return answer
+        for host in hosts:
+            self.reply(f"127.5.5.{host}", 161, hear("snmp", snmp))
+            self.reply(f"127.5.5.{host}", 5060, hear("sip", sip))
+        pings = socket.socket(socket.AF_INET, socket.SOCK_RAW, socket.IPPROTO_ICMP)
+        self.addCleanup(pings.close)
+        lines = [f"127.5.5.{host} snmp:161 sip:5060 ping:0" for host in hosts]
+        self.assertEqual(self.outcomes(lines, *PATIENT), [True] * 3 * len(hosts))
+        pings.settimeout(0.2)
+        try:
+            while True:
+                packet = pings.recv(2048)
+                if packet[20] == 8:
+                    heard["ping"].append(packet[36:44])
+        except TimeoutError:
+            pass
+        identities = sorted(int.from_bytes(take(take(take(take(take(request)[0])[1])[1])[0])[0], "big")
+                            for request in heard["snmp"])
+        cookies = [line.split()[1].split("-")[0] for request in heard["sip"] for line in request.decode().split("\r\n")
+                   if line.startswith("Call-ID")]
+        self.assertGreater(min(after - before for before, after in itertools.pairwise(identities)), 1)
+        for numbers in (identities, cookies, heard["ping"]):
+            self.assertEqual((len(numbers), len(set(numbers))), (len(hosts), len(hosts)))
+
     def test_a_lost_request_is_repeated(self):
         for service, port, good in (("snmp", 161, snmp), ("sip", 5060, sip)):
             with self.subTest(service=service):

@@ -3,15 +3,20 @@
 
 #include <sys/random.h>
 
-#include <chrono>
+#include <array>
+#include <cerrno>
 
 namespace ServiceScan {
 
-std::uint64_t makeCookie() {
-  std::uint64_t cookie = 0;
-  if (getrandom(&cookie, sizeof(cookie), 0) == static_cast<ssize_t>(sizeof(cookie))) return cookie;
-  // A kernel without it; the clock is better than nothing.
-  return static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+XCode giveCookies(std::vector<Probe>& probes) {
+  // So few bytes come at once, however the call is interrupted.
+  std::array<std::uint64_t, 32> cookies{};
+  for (std::size_t index = 0; index < probes.size(); ++index) {
+    const std::size_t place = index % cookies.size();
+    if (place == 0 && getrandom(cookies.data(), sizeof(cookies), 0) != sizeof(cookies)) return XCode::fromErrno(errno);
+    probes[index].cookie = cookies[place];
+  }
+  return XCode();
 }
 
 }  // namespace ServiceScan

@@ -160,6 +160,13 @@ bool DatagramProber::readError() {
 }
 
 void DatagramProber::refuse(std::uint32_t address, std::uint16_t port, int error) {
+  for (const ProbeIndex probe : probesAt(address)) {
+    const bool isMeant = service_ == Service::PING || targets_.probes[probe].port == port;
+    if (isMeant) outcome_.failed(probe, XCode::fromErrno(error).toString());
+  }
+}
+
+std::span<const ProbeIndex> DatagramProber::probesAt(std::uint32_t address) {
   const auto addressOf = [this](ProbeIndex probe) { return targets_.addressOf(targets_.probes[probe]); };
   if (byAddress_.empty()) {
     for (ProbeIndex index = 0; index < targets_.probes.size(); ++index) {
@@ -168,12 +175,11 @@ void DatagramProber::refuse(std::uint32_t address, std::uint16_t port, int error
     std::stable_sort(byAddress_.begin(), byAddress_.end(),
                      [&](ProbeIndex left, ProbeIndex right) { return addressOf(left) < addressOf(right); });
   }
-  auto probe = std::lower_bound(byAddress_.begin(), byAddress_.end(), address,
-                                [&](ProbeIndex left, std::uint32_t right) { return addressOf(left) < right; });
-  for (; probe != byAddress_.end() && addressOf(*probe) == address; ++probe) {
-    const bool isMeant = service_ == Service::PING || targets_.probes[*probe].port == port;
-    if (isMeant) outcome_.failed(*probe, XCode::fromErrno(error).toString());
-  }
+  const auto first = std::lower_bound(byAddress_.begin(), byAddress_.end(), address,
+                                      [&](ProbeIndex left, std::uint32_t right) { return addressOf(left) < right; });
+  const auto end = std::upper_bound(first, byAddress_.end(), address,
+                                    [&](std::uint32_t left, ProbeIndex right) { return left < addressOf(right); });
+  return {first, end};
 }
 
 bool DatagramProber::isExpected(std::uint64_t number, std::uint32_t address) const {

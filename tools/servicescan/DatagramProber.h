@@ -49,6 +49,8 @@ class DatagramProber : public Prober {
 
   // Whether a probe with this number waits for an answer from this host.
   bool isExpected(std::uint64_t number, std::uint32_t address) const;
+  // The probes of this service at a host.
+  std::span<const ProbeIndex> probesAt(std::uint32_t address);
 
   Outcome& outcome_;
   const Targets& targets_;
@@ -69,7 +71,7 @@ class DatagramProber : public Prober {
   std::unique_ptr<KX::WatchEvent> readable_;
   std::unique_ptr<Batch> batch_;
   std::vector<ProbeIndex> outgoing_;
-  std::vector<ProbeIndex> byAddress_;  // the probes of this service, made when the first refusal comes
+  std::vector<ProbeIndex> byAddress_;  // the probes of this service, made when they are looked for
 };
 
 }  // namespace ServiceScan

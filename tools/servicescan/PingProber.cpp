@@ -6,8 +6,6 @@
 
 #include <cstring>
 
-#include "tools/servicescan/Cookie.h"
-
 namespace ServiceScan {
 namespace {
 
@@ -44,19 +42,20 @@ int openRaw() {
 }  // namespace
 
 PingProber::PingProber(KXEventLoop& loop, Outcome& outcome, const Targets& targets)
-    : DatagramProber(loop, outcome, targets, Service::PING), cookie_(makeCookie()) {
+    : DatagramProber(loop, outcome, targets, Service::PING) {
   int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, IPPROTO_ICMP);
   isRaw_ = socket < 0;
   use(isRaw_ ? openRaw() : socket);
 }
 
 std::size_t PingProber::compose(ProbeIndex probe, std::span<char, MAX_QUESTION_BYTES> question) {
+  const std::uint64_t cookie = targets_.probes[probe].cookie;
   Echo echo{};
   echo.header.type = ICMP_ECHO;
-  echo.header.un.echo.id = static_cast<std::uint16_t>(cookie_);
+  echo.header.un.echo.id = static_cast<std::uint16_t>(cookie);
   echo.header.un.echo.sequence = htons(static_cast<std::uint16_t>(probe));
   echo.probe = probe;
-  echo.cookie = cookie_;
+  echo.cookie = cookie;
   echo.header.checksum = checksum(echo);
   std::memcpy(question.data(), &echo, sizeof(echo));
   return sizeof(echo);
@@ -67,8 +66,8 @@ void PingProber::read(const Answer& answer) {
   Echo echo;
   if (message.size() < sizeof(echo)) return;
   std::memcpy(&echo, message.data(), sizeof(echo));
-  if (echo.header.type != ICMP_ECHOREPLY || echo.cookie != cookie_) return;
-  if (isExpected(echo.probe, answer.address)) outcome_.answered(echo.probe, String(), String());
+  if (echo.header.type != ICMP_ECHOREPLY || !isExpected(echo.probe, answer.address)) return;
+  if (echo.cookie == targets_.probes[echo.probe].cookie) outcome_.answered(echo.probe, String(), String());
 }
 
 }  // namespace ServiceScan

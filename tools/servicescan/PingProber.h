@@ -15,7 +15,6 @@ class PingProber final : public DatagramProber {
   void read(const Answer& answer) override;
 
   bool isRaw_ = false;
-  std::uint64_t cookie_;  // tells this run's echoes from those of others
 };
 
 }  // namespace ServiceScan

@@ -24,6 +24,7 @@ struct Probe {
   String model;
   String systemObjectId;
   String reason;
+  std::uint64_t cookie;  // a random number by which an answer is known; see giveCookies
   std::uint32_t host;
   std::uint16_t port;
   Service service;

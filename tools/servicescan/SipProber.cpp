@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/servicescan/SipProber.h"
 
-#include "tools/servicescan/Cookie.h"
 #include "tools/servicescan/SipMessage.h"
 
 namespace ServiceScan {
@@ -19,9 +18,7 @@ sockaddr_in boundAddress(int socket) {
 }  // namespace
 
 SipProber::SipProber(KXEventLoop& loop, Outcome& outcome, const Targets& targets)
-    : DatagramProber(loop, outcome, targets, Service::SIP),
-      cookie_(makeCookie()),
-      route_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    : DatagramProber(loop, outcome, targets, Service::SIP), route_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
   const int socket = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   const sockaddr_in any{.sin_family = AF_INET, .sin_port = 0, .sin_addr = {}, .sin_zero = {}};
   if (socket >= 0) {
@@ -40,16 +37,18 @@ std::uint32_t SipProber::localAddressTowards(std::uint32_t address) {
 }
 
 std::size_t SipProber::compose(ProbeIndex probe, std::span<char, MAX_QUESTION_BYTES> question) {
-  const std::uint32_t remote = targets_.addressOf(targets_.probes[probe]);
-  return writeSipOptions({cookie_, probe, localAddressTowards(remote), remote, port_, targets_.probes[probe].port},
-                         question);
+  const Probe& asked = targets_.probes[probe];
+  const std::uint32_t remote = targets_.addressOf(asked);
+  return writeSipOptions({asked.cookie, probe, localAddressTowards(remote), remote, port_, asked.port}, question);
 }
 
 void SipProber::read(const Answer& answer) {
   SipResponse response{};
-  if (!readSipResponse(answer.datagram, response) || response.cookie != cookie_) return;
-  if (response.status < FIRST_FINAL_STATUS || !isExpected(response.number, answer.address)) return;
-  outcome_.answered(response.number, response.model, String());
+  if (!readSipResponse(answer.datagram, response) || response.status < FIRST_FINAL_STATUS) return;
+  if (!isExpected(response.number, answer.address)) return;
+  if (response.cookie == targets_.probes[response.number].cookie) {
+    outcome_.answered(response.number, response.model, String());
+  }
 }
 
 }  // namespace ServiceScan

@@ -16,7 +16,6 @@ class SipProber final : public DatagramProber {
   // The address that packets to this one come from.
   std::uint32_t localAddressTowards(std::uint32_t address);
 
-  const std::uint64_t cookie_;
   std::uint16_t port_ = 0;
   KX::Shell::Descriptor route_;  // asks the kernel for routes and sends nothing
 };

@@ -15,7 +15,6 @@ class SnmpProber final : public DatagramProber {
   void read(const Answer& answer) override;
 
   const String community_;
-  const std::uint32_t firstRequestId_;  // that of probe 0
 };
 
 }  // namespace ServiceScan

@@ -8,6 +8,7 @@
 #include "platform/loop/UvEventLoop.h"
 #include "program/Complaint.h"
 #include "program/StandardDescriptors.h"
+#include "tools/servicescan/Cookie.h"
 #include "tools/servicescan/Options.h"
 #include "tools/servicescan/PingProber.h"
 #include "tools/servicescan/ProgressLine.h"
@@ -55,6 +56,7 @@ Sweep::Probers makeProbers(KXEventLoop& loop, const Options& options, const Targ
 XCode sweepAll(const Options& options, Targets& targets) {
   KX::UvEventLoop loop;
   XCode result = loop.status();
+  if (result.isSuccess()) result = giveCookies(targets.probes);
   if (result.isErr()) return result;
   Neighbours neighbours;
   Sweep sweep(loop, steadyMilliseconds, options.sweep, neighbours, targets);

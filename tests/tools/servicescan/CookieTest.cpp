@@ -8,17 +8,33 @@
 namespace ServiceScan {
 namespace {
 
-TEST(CookieTest, NoTwoAreEqualInEitherHalf) {
+TEST(CookieTest, NoTwoProbesShareEitherHalf) {
+  std::vector<Probe> probes(100);
+  ASSERT_TRUE(giveCookies(probes).isSuccess());
   std::set<std::uint64_t> high;
   std::set<std::uint64_t> low;
-  for (int count = 0; count < 100; ++count) {
-    const std::uint64_t cookie = makeCookie();
-    high.insert(cookie >> 32U);
-    low.insert(cookie & 0xffffffffU);
+  for (const Probe& probe : probes) {
+    high.insert(probe.cookie >> 32U);
+    low.insert(probe.cookie & 0xffffffffU);
   }
   // Chance has two of a hundred halves equal once in a million runs; three are no chance.
   EXPECT_GE(high.size(), 99U);
   EXPECT_GE(low.size(), 99U);
+}
+
+TEST(CookieTest, NoneIsToldByTheOneBefore) {
+  std::vector<Probe> probes(100);
+  ASSERT_TRUE(giveCookies(probes).isSuccess());
+  std::set<std::uint64_t> differences;
+  for (std::size_t index = 1; index < probes.size(); ++index) {
+    differences.insert(probes[index].cookie - probes[index - 1].cookie);
+  }
+  EXPECT_EQ(differences.size(), probes.size() - 1);
+}
+
+TEST(CookieTest, NoProbesNeedNone) {
+  std::vector<Probe> probes;
+  EXPECT_TRUE(giveCookies(probes).isSuccess());
 }
 
 }  // namespace
