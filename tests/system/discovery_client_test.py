@@ -566,7 +566,10 @@ class LargeLan(DiscoveryTest):
 
 
 if __name__ == "__main__":
-    if os.geteuid() != 0:
+    try:
+        os.chown(tempfile.mkdtemp(), 65534, 65534)
+    except OSError:
+        print("skipped: it needs root and a user beside it, and this user namespace has one identity (Debian package uidmap)")
         sys.exit(77)
     build_lan()
     unittest.main(verbosity=2)

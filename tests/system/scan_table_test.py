@@ -3,7 +3,7 @@
 """What a person sees of a scan by hand, on a terminal and in a pipe: scan_table_test.py AGENT [unittest options]
 
 Runs inside tests/system/sandbox. arp-scan and discovery-client are fakes in PATH, servicescan is one in /usr/bin of the
-agent's own mount namespace, and /usr/share, where the registries of MAC addresses are, is an overlay.
+agent's own mount namespace, and the folder of the registries of MAC addresses is the test's own.
 """
 import fcntl
 import json
@@ -100,9 +100,9 @@ class Scan(unittest.TestCase):
     @staticmethod
     def provide_registries(text):
         """Replaces all registries by one; without a text by none."""
-        shutil.rmtree(REGISTRIES, ignore_errors=True)
+        for registry in REGISTRIES.iterdir():
+            registry.unlink()
         if text is not None:
-            REGISTRIES.mkdir()
             (REGISTRIES / "oui.csv").write_text("Registry,Assignment,Organization Name,Organization Address\r\n" + text)
 
     def start(self, *arguments, **streams):
@@ -327,12 +327,8 @@ class Progress(Scan):
 
 
 def hide_registries():
-    """From here on /usr/share can be changed and nobody else sees it; the sandbox's mounts end with it."""
-    layers = pathlib.Path(tempfile.mkdtemp())
-    (layers / "upper").mkdir()
-    (layers / "work").mkdir()
-    subprocess.run(["mount", "-t", "overlay", "-o", f"lowerdir=/usr/share,upperdir={layers}/upper,workdir={layers}/work",
-                    "overlay", "/usr/share"], check=True)
+    """From here on the folder is empty and can be written, and nobody else sees it; the sandbox's mounts end with it."""
+    subprocess.run(["mount", "-t", "tmpfs", "registries", REGISTRIES], check=True)
 
 
 if __name__ == "__main__":

@@ -247,6 +247,10 @@ class Ping(ServiceScan):
     def setUp(self):
         super().setUp()
         groups = PING_GROUPS.read_text()
+        try:
+            PING_GROUPS.write_text(groups)
+        except OSError:
+            self.skipTest("a user namespace of one identity has no range of groups")
         self.addCleanup(PING_GROUPS.write_text, groups)
 
     def test_over_a_raw_socket(self):
