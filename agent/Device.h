@@ -24,6 +24,7 @@ class Device {
   [[nodiscard]] XCode start(const Options& options);
 
   KX::UvEventLoop& loop() { return loop_; }
+  KX::Shell::ProcessRunner& runner() { return runner_; }
   RTD::Monitor& monitor() { return monitor_; }
   StatusLine& statusLine() { return statusLine_; }
 

@@ -2,15 +2,31 @@
 #include "agent/PlanFile.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
 
 #include "platform/base/KXFile.h"
+
+namespace {
+
+// A pipe or a terminal would hold the start until its other end has written and closed it.
+XCode openRegular(KXFile& file) {
+  XCode result = file.open(O_RDONLY | O_NONBLOCK, 0);
+  struct stat status {};
+  if (result.isSuccess() && fstat(file.descriptor(), &status) != 0) result = XCode::fromErrno(errno);
+  if (result.isSuccess() && !S_ISREG(status.st_mode)) result = XCode::error("Not a regular file");
+  return result;
+}
+
+}  // namespace
 
 XCode readPlanFile(const String& path, KX::Property::Value& plan) {
   KXFile file(path, true, false);
   String text;
   bool endOfFile = false;
   KX::Property::Value read;
-  XCode result = file.open(O_RDONLY, 0);
+  XCode result = openRegular(file);
   if (result.isSuccess()) result = file.read(text, endOfFile);
   if (result.isSuccess() && !endOfFile) result = XCode::error("File too large");
   if (result.isSuccess()) result = read.fromJson(text);

@@ -7,13 +7,17 @@
 #include "agent/Agent.h"
 #include "program/Complaint.h"
 #include "agent/Device.h"
+#include "platform/process/StopSignals.h"
 
 int runCommand(const Options& options) {
+  const KX::Shell::StopSignals stopSignals;
   Device device(options);
   KX::UvEventLoop& loop = device.loop();
   const auto stop = [&loop] { loop.stop(); };
-  const auto onTerminate = loop.createSignalEvent(SIGTERM, stop);
-  const auto onInterrupt = loop.createSignalEvent(SIGINT, stop);
+  const auto onStopSignal =
+      loop.createDescriptorEvent(stopSignals.descriptor(), KXEventLoop::READABLE, [&loop](unsigned) { loop.stop(); });
+  // The server's node actions hold the loop while their commands run.
+  device.runner().endWaitsOn(stopSignals.descriptor());
   XCode result = device.start(options);
   if (result.isErr()) return complain(result.toString());
   Agent agent(loop, device.monitor(), options);

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
@@ -127,7 +128,7 @@ int main(int argc, char** argv) {
     const std::string program = words[2] + "/arp-scan";
     Host host("lan0", "10.0.0.0/8");
     for (const std::size_t size : SIZES) {
-      setenv("NODES", std::to_string(size).c_str(), 1);
+      std::ofstream(words[2] + "/nodes") << size;
       compare(host, program.c_str(), "lan0", words.size() > 3 ? std::stoul(words[3]) : 15);
     }
   } else if (words.size() >= 4 && words[1] == "real") {

@@ -67,7 +67,7 @@ void ProcessFuture::onReadable(OutputPipe& pipe, Take take) {
   String piece;
   for (unsigned i = 0; i < PIECES_A_TURN && pipe.read(piece); ++i) {
     const bool isFull = piece.length() == OutputPipe::PIECE;
-    (this->*take)(withinLimit(std::move(piece)));
+    (this->*take)(std::move(piece));
     if (!isFull) return;
   }
 }
@@ -102,39 +102,49 @@ void ProcessFuture::drain(OutputPipe& pipe, Take take) {
   String piece;
   for (std::size_t left = pipe.pending(); left > 0 && pipe.read(piece);) {
     left -= std::min(left, piece.length());
-    (this->*take)(withinLimit(std::move(piece)));
+    (this->*take)(std::move(piece));
   }
 }
 
 void ProcessFuture::takeOutput(String piece) {
   const auto callbacks = callbacks_;
-  if (isClosed() || !callbacks->output) return takeRest(std::move(piece));
+  piece = limitOutput(std::move(piece));
+  if (isClosed() || !callbacks->output) return keep(piece);
   if (!piece.isEmpty()) callbacks->output(std::move(piece));
 }
 
 void ProcessFuture::takeErrorOutput(String piece) {
   const auto callbacks = callbacks_;
+  piece = withinLimit(std::move(piece), errorsPrinted_);
   if (!isClosed() && !piece.isEmpty()) callbacks->errorOutput(std::move(piece));
 }
 
-void ProcessFuture::takeRest(String piece) {
+void ProcessFuture::takeRest(String piece) { keep(limitOutput(std::move(piece))); }
+
+void ProcessFuture::keep(const String& piece) {
   if (rest_.isEmpty()) {
-    rest_ = std::move(piece);
+    rest_ = piece;
   } else {
     rest_.append(piece);
   }
 }
 
-// What the limit leaves of a piece.
-String ProcessFuture::withinLimit(String piece) {
-  printed_ += piece.length();
-  if (limits_.outputBytes == 0 || printed_ <= limits_.outputBytes) return piece;
-  const auto excess = static_cast<std::size_t>(printed_ - limits_.outputBytes);
-  printed_ = limits_.outputBytes;
+String ProcessFuture::limitOutput(String piece) {
+  const std::size_t length = piece.length();
+  piece = withinLimit(std::move(piece), printed_);
+  if (piece.length() == length) return piece;
   exceed(XCode::error(String::format("Output limit of %" PRIu64 " bytes exceeded", limits_.outputBytes)));
   output_.close();
   errorOutput_.close();
-  return String(piece.view().substr(0, piece.length() - excess));
+  return piece;
+}
+
+String ProcessFuture::withinLimit(String piece, std::uint64_t& printed) const {
+  if (limits_.outputBytes == 0) return piece;
+  const std::uint64_t left = limits_.outputBytes - printed;
+  if (piece.length() > left) piece = String(piece.view().substr(0, static_cast<std::size_t>(left)));
+  printed += piece.length();
+  return piece;
 }
 
 void ProcessFuture::exceed(XCode bound) {

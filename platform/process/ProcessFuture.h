@@ -46,7 +46,10 @@ class ProcessFuture final : public IFuture {
   void takeOutput(String piece);
   void takeErrorOutput(String piece);
   void takeRest(String piece);
-  String withinLimit(String piece);
+  void keep(const String& piece);
+  String limitOutput(String piece);
+  // What the limit leaves of a piece, counted with what came before.
+  String withinLimit(String piece, std::uint64_t& printed) const;
   void exceed(XCode bound);
   bool isClosed() const;
   void letGo();
@@ -62,6 +65,7 @@ class ProcessFuture final : public IFuture {
   ChildWatch watch_;
   std::unique_ptr<TimeoutEvent> timeLimit_;
   std::uint64_t printed_ = 0;
+  std::uint64_t errorsPrinted_ = 0;
   String rest_;
   XCode bound_;  // the bound that it met
 };

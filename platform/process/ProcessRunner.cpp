@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cinttypes>
+#include <iterator>
 #include <utility>
 
 #include "platform/process/Spawn.h"
@@ -20,26 +21,36 @@ using SteadyClock = std::chrono::steady_clock;
 
 constexpr milliseconds LONGEST_PAUSE{50};
 
-// Sleeps until the child has ended; false when the time is up first (a time of zero never is). Without a pidfd it looks
-// again and again, ever more rarely: a SIGCHLD may go to any thread, so that none can wait for it.
-bool waitForEnd(const Child& child, const Descriptor& pidfd, std::chrono::seconds limit) {
+bool isReadable(int descriptor) {
+  pollfd entry{descriptor, POLLIN, 0};
+  return poll(&entry, 1, 0) > 0;
+}
+
+enum class Wait { ENDED, TIME_IS_UP, STOPPED };
+
+// Sleeps until the child has ended, the time is up (a time of zero never is) or the stop has become readable. Without a
+// pidfd it looks again and again, ever more rarely: a SIGCHLD may go to any thread, so that none can wait for it.
+Wait waitForEnd(const Child& child, const Descriptor& pidfd, int stop, std::chrono::seconds limit) {
   const SteadyClock::time_point start = SteadyClock::now();
   milliseconds pause{1};
   while (!child.hasEnded()) {
     milliseconds wait{-1};
     if (limit.count() != 0) {
       wait = std::chrono::ceil<milliseconds>(start + limit - SteadyClock::now());
-      if (wait.count() <= 0) return false;
+      if (wait.count() <= 0) return Wait::TIME_IS_UP;
     }
     if (!pidfd) {
       wait = limit.count() == 0 ? pause : std::min(wait, pause);
       pause = std::min(pause * 2, LONGEST_PAUSE);
     }
-    pollfd entry{pidfd.get(), POLLIN, 0};
-    poll(&entry, 1, static_cast<int>(std::min<std::int64_t>(wait.count(), 1'000'000)));
+    pollfd entries[] = {{pidfd.get(), POLLIN, 0}, {stop, POLLIN, 0}};
+    poll(entries, std::size(entries), static_cast<int>(std::min<std::int64_t>(wait.count(), 1'000'000)));
+    if (entries[1].revents != 0) return Wait::STOPPED;
   }
-  return true;
+  return Wait::ENDED;
 }
+
+XCode stopped() { return XCode::error("Stopped"_s); }
 
 }  // namespace
 
@@ -68,14 +79,23 @@ XCode ProcessRunner::invoke(const Command& command, Terminated terminated, Outpu
 }
 
 XCode ProcessRunner::execute(const Command& command) {
+  if (isReadable(stop_)) return stopped();
   Child child;
   XCode result = spawn(command, -1, -1, child);
   if (result.isErr()) return result;
   const Descriptor pidfd = way_ == ChildWatch::Way::PIDFD ? child.openPidfd() : Descriptor();
-  if (waitForEnd(child, pidfd, std::chrono::seconds(limits_.executeSeconds))) return child.reap();
+  const Wait wait = waitForEnd(child, pidfd, stop_, std::chrono::seconds(executeSeconds()));
+  if (wait == Wait::ENDED) return child.reap();
   static_cast<void>(child.signal(SIGKILL));
   static_cast<void>(child.reap());
-  return XCode::error(String::format("Run time limit of %" PRIu32 " s exceeded", limits_.executeSeconds));
+  if (wait == Wait::STOPPED) return stopped();
+  return XCode::error(String::format("Run time limit of %" PRIu32 " s exceeded", executeSeconds()));
+}
+
+// Of two bounds the lower one counts; 0 is none.
+std::uint32_t ProcessRunner::executeSeconds() const {
+  if (limits_.runSeconds == 0 || limits_.executeSeconds == 0) return limits_.executeSeconds;
+  return std::min(limits_.runSeconds, limits_.executeSeconds);
 }
 
 void ProcessRunner::forget(const ProcessFuture& process) {

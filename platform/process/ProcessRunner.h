@@ -24,15 +24,21 @@ class ProcessRunner final : public Runner {
 
   [[nodiscard]] XCode invoke(const Command& command, Terminated terminated, Output output, Output errorOutput,
                              Future<String>& future) override;
+  // From the moment the descriptor is readable (see StopSignals), a command that is waited for is killed and every
+  // further one is refused, so that whoever waits comes to an end. The descriptor stays the caller's; -1 is none.
+  void endWaitsOn(int descriptor) { stop_ = descriptor; }
+
   // Holds the thread and leaves the loop alone.
   [[nodiscard]] XCode execute(const Command& command) override;
 
  private:
   void forget(const ProcessFuture& process);
+  std::uint32_t executeSeconds() const;
 
   KXEventLoop& loop_;
   const ProcessLimits limits_;
   const ChildWatch::Way way_;
+  int stop_ = -1;
   std::vector<KXPtr<ProcessFuture>> running_;
 };
 

@@ -3,13 +3,17 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <iterator>
+#include <string_view>
 #include <vector>
+
+#include "platform/process/ChildStart.h"
 
 namespace KX::Shell {
 
@@ -25,61 +29,29 @@ int checkProgram(const String& path) {
   return faccessat(AT_FDCWD, path.c_str(), X_OK, AT_EACCESS) == 0 ? 0 : errno;
 }
 
-// Collects what posix_spawn is to do; the first error stays.
-class SpawnPlan {
- public:
-  SpawnPlan() {
-    note(posix_spawn_file_actions_init(&actions_));
-    note(posix_spawnattr_init(&attributes_));
-  }
-  SpawnPlan(const SpawnPlan&) = delete;
-  SpawnPlan& operator=(const SpawnPlan&) = delete;
-  ~SpawnPlan() {
-    posix_spawnattr_destroy(&attributes_);
-    posix_spawn_file_actions_destroy(&actions_);
-  }
+// Of the environment a program gets what it needs to find files, to speak and to tell the time. The rest is the host's
+// own: its keys and addresses are none of a tool's business.
+constexpr std::string_view PASSED_ON[] = {"PATH", "LANG", "TZ"};
 
-  void isolate() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    note(posix_spawnattr_setsigmask(&attributes_, &signals));
-    sigfillset(&signals);
-    sigdelset(&signals, SIGKILL);
-    sigdelset(&signals, SIGSTOP);
-    note(posix_spawnattr_setsigdefault(&attributes_, &signals));
-    note(posix_spawnattr_setpgroup(&attributes_, 0));
-    note(
-        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
+std::vector<char*> environmentOfPrograms() {
+  std::vector<char*> result;
+  for (char** variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
+    const std::string_view text = *variable;
+    const std::string_view name = text.substr(0, text.find('='));
+    if (std::find(std::begin(PASSED_ON), std::end(PASSED_ON), name) != std::end(PASSED_ON)) result.push_back(*variable);
   }
+  result.push_back(nullptr);
+  return result;
+}
 
-  void connect(int input, int output, int errorOutput) {
-    connectOne(input, STDIN_FILENO, O_RDONLY);
-    connectOne(output, STDOUT_FILENO, O_WRONLY);
-    connectOne(errorOutput, STDERR_FILENO, O_WRONLY);
-#if defined(__GLIBC__) && __GLIBC_PREREQ(2, 34)
-    // Ours are close-on-exec; the host's may not be.
-    note(posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1));
-#endif
-  }
-
-  // Zero, or the error number.
-  int run(const String& path, char* const* arguments, pid_t& pid) const {
-    return error_ != 0 ? error_ : posix_spawn(&pid, path.c_str(), &actions_, &attributes_, arguments, environ);
-  }
-
- private:
-  void note(int error) {
-    if (error_ == 0) error_ = error;
-  }
-  void connectOne(int from, int to, int mode) {
-    note(from < 0 ? posix_spawn_file_actions_addopen(&actions_, to, "/dev/null", mode, 0)
-                  : posix_spawn_file_actions_adddup2(&actions_, from, to));
-  }
-
-  posix_spawn_file_actions_t actions_{};
-  posix_spawnattr_t attributes_{};
-  int error_ = 0;
-};
+// Where SIGCHLD is ignored, as a parent may have left it, the kernel reaps every child itself and nobody learns how it
+// ended.
+void keepExitStatus() {
+  struct sigaction action {};
+  if (sigaction(SIGCHLD, nullptr, &action) != 0 || action.sa_handler != SIG_IGN) return;
+  action.sa_handler = SIG_DFL;
+  sigaction(SIGCHLD, &action, nullptr);
+}
 
 }  // namespace
 
@@ -114,11 +86,10 @@ XCode spawn(const Command& command, int output, int errorOutput, Child& child, i
   arguments.reserve(command.arguments().size() + 1);
   for (const String& argument : command.arguments()) arguments.push_back(const_cast<char*>(argument.c_str()));
   arguments.push_back(nullptr);
-  SpawnPlan plan;
-  plan.isolate();
-  plan.connect(input, output, errorOutput);
+  const std::vector<char*> environment = environmentOfPrograms();
+  keepExitStatus();
   pid_t pid = 0;
-  const int error = plan.run(path, arguments.data(), pid);
+  const int error = startChild({path.c_str(), arguments.data(), environment.data(), input, output, errorOutput}, pid);
   if (error != 0) return XCode::fromErrno(error);
   child = Child(pid);
   return result;

@@ -13,8 +13,10 @@ namespace KX::Shell {
 [[nodiscard]] XCode findProgram(const String& name, String& path);
 
 // Starts a command in a process group of its own with all signals as a fresh program expects them. It reads from and
-// prints to the given descriptors (3 or above; -1 is nothing and nowhere) and inherits no other. Costs the same
-// whatever the size of this process: nothing of it is copied.
+// prints to the given descriptors (3 or above; -1 is nothing and nowhere) and inherits no other; of the environment it
+// gets PATH, LANG and TZ. Costs the same whatever the size of this process: nothing of it is copied. The command dies
+// with the calling thread, also where that is killed (see ChildStart.h), so a thread that starts commands stays until
+// they have ended. A SIGCHLD that is ignored gets its default action, or no end could be told from another.
 [[nodiscard]] XCode spawn(const Command& command, int output, int errorOutput, Child& child, int input = -1);
 
 }  // namespace KX::Shell

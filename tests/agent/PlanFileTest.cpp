@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -37,6 +38,13 @@ TEST_F(PlanFileTest, AnythingElseIsRefusedAndLeavesThePlanUntouched) {
     EXPECT_TRUE(error.view().starts_with(context)) << error.c_str();
   }
   EXPECT_EQ(plan_.toString(), "before");
+}
+
+TEST_F(PlanFileTest, APipeIsRefusedAtOnce) {
+  unlink(path_);
+  ASSERT_EQ(mkfifo(path_, 0600), 0);
+  EXPECT_EQ(readPlanFile(path_, plan_).toString(),
+            String::format("cannot read the plan %s: Not a regular file", path_));
 }
 
 TEST_F(PlanFileTest, AMissingFileIsNamed) {

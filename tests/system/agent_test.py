@@ -47,7 +47,7 @@ class AgentTest(unittest.TestCase):
         connection = sqlite3.connect(self.database)
         connection.executescript(SCHEMA)
         connection.close()
-        self.environment = dict(os.environ, PATH=f"{FAKE_BIN}:{os.environ['PATH']}", FAKE_DIR=str(self.folder), TZ="UTC")
+        self.environment = dict(os.environ, PATH=f"{self.folder}:{FAKE_BIN}:{os.environ['PATH']}", TZ="UTC")
         self.write("arp-scan.eth1", ARP_OUTPUT)
         self.write("discovery-client.eth1", DISCOVERY_OUTPUT)
 
@@ -318,6 +318,79 @@ class StdioLink(AgentTest):
         agent.stdin.close()
         self.assertEqual(agent.wait(timeout=60), 0)
         self.assertIn("Network scan failed: Run time limit of 1 s exceeded", agent.stderr.read().decode())
+
+    def tool(self, name, commands):
+        """A tool of the test's own, in front of the others in PATH."""
+        path = self.write(name, f"#!/bin/sh\n{commands}\n")
+        path.chmod(0o755)
+
+    def start_node_scan(self, *arguments, **options):
+        plan = self.write("plan", json.dumps([{"id": "p", "scanType": "node", "schedule": {"firstRun": "now"}}]))
+        return self.start("run", "--database", self.database, "--plan", plan, *arguments, **options)
+
+    def test_error_output_costs_no_tool_its_result(self):
+        self.tool("arp-scan", f"head -c 100000 /dev/zero >&2; cat {self.folder}/arp-scan.eth1")
+        agent = self.start_node_scan("--output-limit", "1000", stderr=subprocess.DEVNULL)
+        events = self.read_until(agent, lambda m: m["jobStatus"]["status"] == "successful")
+        self.assertEqual([node["ipAddress"] for node in events[-1]["nodes"]], ["10.1.0.5", "10.1.0.6"])
+
+    def test_tools_get_nothing_of_the_environment_but_path_language_and_zone(self):
+        self.environment.update(AGENT_SECRET="x", LANG="C.UTF-8", LD_LIBRARY_PATH="/nowhere")
+        self.tool("arp-scan", f"tr '\\0' '\\n' </proc/$$/environ >{self.folder}/environment")
+        agent = self.start_node_scan(stderr=subprocess.DEVNULL)
+        self.read_until(agent, lambda m: m["jobStatus"]["status"] == "successful")
+        variables = (self.folder / "environment").read_text().splitlines()
+        self.assertEqual(sorted(variables), ["LANG=C.UTF-8", f"PATH={self.environment['PATH']}", "TZ=UTC"])
+
+    def test_a_parent_that_ignored_its_children_makes_no_scan_fail(self):
+        ignore = lambda: signal.signal(signal.SIGCHLD, signal.SIG_IGN)
+        agent = self.start_node_scan(stderr=subprocess.DEVNULL, preexec_fn=ignore)
+        events = self.read_until(agent, lambda m: m["jobStatus"]["status"] == "successful")
+        self.assertEqual(len(events[-1]["nodes"]), 2)
+
+    def test_a_tool_dies_with_an_agent_that_is_killed(self):
+        alive = self.folder / "alive"
+        os.mkfifo(alive)
+        self.tool("arp-scan", f"exec sleep 56789 >{alive}")
+        agent = self.start_node_scan(stderr=subprocess.DEVNULL)
+        with open(alive) as end:
+            agent.kill()
+            self.assertEqual(end.read(), "")
+
+    def test_a_plan_in_a_pipe_is_refused_at_once(self):
+        pipe = self.folder / "pipe"
+        os.mkfifo(pipe)
+        status, _, errors = self.run_agent("run", "--database", self.database, "--plan", pipe)
+        self.assertEqual(status, 1)
+        self.assert_one_line(errors, "Not a regular file")
+
+    def ask_to_blink(self, agent, count):
+        nodes = [{"ipAddress": f"10.1.0.{number}"} for number in range(count)]
+        agent.stdin.write((request("blinkNodes", 1, nodes=nodes) + "\n").encode())
+        agent.stdin.flush()
+        return [{**node, "status": "successful"} for node in nodes]
+
+    def test_the_limit_of_commands_bounds_node_actions(self):
+        self.write("action-sleep", "67890")
+        agent = self.start("run", "--database", self.database, "--command-limit", "1")
+        start = time.monotonic()
+        nodes = self.ask_to_blink(agent, 2)
+        self.assertEqual(json.loads(agent.stdout.readline())["nodes"], nodes)
+        self.assertLess(time.monotonic() - start, 20)
+
+    def test_a_stop_signal_ends_node_actions_and_their_request_is_answered_once(self):
+        self.write("action-sleep", "78901")
+        for number in (signal.SIGTERM, signal.SIGINT):
+            agent = self.start("run", "--database", self.database)
+            nodes = self.ask_to_blink(agent, 50)
+            self.wait_for((self.folder / "actions").exists)
+            agent.send_signal(number)
+            self.assertEqual(agent.wait(timeout=10), 0)
+            answers = [json.loads(line) for line in agent.stdout]
+            self.assertEqual([(answer["kind"], answer["nodes"]) for answer in answers], [("ack", nodes)])
+            self.assertEqual((self.folder / "actions").read_text(), "[-d][10.1.0.0][-b]\n")
+            (self.folder / "actions").unlink()
+            self.assertNotEqual(subprocess.run(["pgrep", "-f", "sleep 78901"], stdout=subprocess.DEVNULL).returncode, 0)
 
     def test_log_lines_cannot_be_forged_by_what_is_logged(self):
         agent_input = request("updateJobDescriptions", 1, jobDescriptions=[

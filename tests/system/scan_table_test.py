@@ -45,14 +45,15 @@ INSERT INTO ip_interface_address VALUES (1, 1, 2, 10, '10.1.0.0/16');
 # Notes what it is asked, and answers for the services that the file "services" lists at first, then "status".
 SERVICESCAN = r'''#!/usr/bin/python3
 import json, os, pathlib, sys, time
-folder = pathlib.Path(os.environ["FAKE_DIR"])
+folder = pathlib.Path(os.environ["PATH"].partition(":")[0])
 asked = pathlib.Path(sys.argv[sys.argv.index("-t") + 1]).read_text()
 first = not (folder / "asked").exists()
 with open(folder / "asked", "a") as log:
     log.write(asked + "--\n")
-time.sleep(float(os.environ.get("SERVICESCAN_SECONDS", 0)))
-if "SERVICESCAN_STATUS" in os.environ:
-    sys.exit(int(os.environ["SERVICESCAN_STATUS"]))
+orders = {name: float((folder / name).read_text()) for name in ("seconds", "exit-status") if (folder / name).exists()}
+time.sleep(orders.get("seconds", 0))
+if "exit-status" in orders:
+    sys.exit(int(orders["exit-status"]))
 answers = json.loads((folder / ("services" if first else "status")).read_text())
 nodes = []
 for line in asked.splitlines():
@@ -90,7 +91,7 @@ class Scan(unittest.TestCase):
         self.write("services", json.dumps({"10.1.0.5": {"ping": {}, "http": {"model": MODEL}, "sip": {}, "https": {}},
                                            "10.1.0.6": {"http": {}}}))
         self.write("status", json.dumps({"10.1.0.5": {"ping": {}}}))
-        self.environment = {"PATH": f"{FAKE_BIN}:{os.environ['PATH']}", "FAKE_DIR": str(self.folder), "TERM": "xterm",
+        self.environment = {"PATH": f"{self.folder}:{FAKE_BIN}:{os.environ['PATH']}", "TERM": "xterm",
                             **{key: value for key, value in os.environ.items() if key.endswith("SAN_OPTIONS")}}
         self.provide_registries("MA-L,00005E,\"ICANN, \"\"IANA\"\" Department\",Street\r\nMA-L,02005E,Nobody,Street\r\n")
 
@@ -259,7 +260,7 @@ class Scans(Scan):
         return [line for line in errors.splitlines() if line.startswith("discovery-agent: ")]
 
     def test_a_servicescan_that_fails_costs_its_columns_and_is_a_warning(self):
-        self.environment["SERVICESCAN_STATUS"] = "3"
+        self.write("exit-status", "3")
         status, output, errors = self.pipe()
         self.assertEqual((status, output.splitlines()[0].split()), (0, HEADINGS[:4]))
         self.assertEqual(self.warnings(errors), [
@@ -286,7 +287,7 @@ class Scans(Scan):
         self.assertEqual(self.pipe("--interface", "^nothing$"), (1, "", "discovery-agent: no interface was selected\n"))
 
     def test_interrupted_at_the_services_it_leaves_no_child_and_no_file(self):
-        self.environment["SERVICESCAN_SECONDS"] = "45"
+        self.write("seconds", "45")
         agent = self.start(stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         deadline = time.monotonic() + TIMEOUT
         while not (self.folder / "asked").exists():
@@ -305,7 +306,7 @@ class Scans(Scan):
 class Progress(Scan):
     def test_it_counts_through_all_scans(self):
         self.write("sleep", "0.2")
-        self.environment["SERVICESCAN_SECONDS"] = "2.2"
+        self.write("seconds", "2.2")
         shown = self.show(80, shown="stderr")
         for text in ("Scan 1 of 4: ARP on LAN1, 0 s", "Scan 3 of 4: services of 3 nodes, 0 s",
                      "Scan 3 of 4: services of 3 nodes, [12] s", "Scan 4 of 4: status of 2 nodes, 0 s"):

@@ -2,6 +2,7 @@
 // Commands that are waited for.
 #include <csignal>
 
+#include "platform/process/StopSignals.h"
 #include "platform/testing/VirtualEventLoop.h"
 #include "tests/platform/process/RunnerTest.h"
 
@@ -56,6 +57,26 @@ TEST_P(ExecuteTest, TimeLimitKillsTheGroupAndNamesTheBound) {
   const XCode result = runner_->execute(child("hang-with-grandchild " + lifeLine.path()));
   EXPECT_EQ(result.toString(), "Run time limit of 1 s exceeded");
   EXPECT_TRUE(lifeLine.isCut());
+}
+
+TEST_P(ExecuteTest, ALowerRunTimeLimitBoundsItToo) {
+  restart(ProcessLimits{.runSeconds = 1});
+  EXPECT_EQ(runner_->execute(child("hang")).toString(), "Run time limit of 1 s exceeded");
+}
+
+TEST_P(ExecuteTest, AStopSignalKillsWhatIsWaitedForAndTheRestIsRefused) {
+  const KX::Shell::StopSignals stopSignals;
+  runner_->endWaitsOn(stopSignals.descriptor());
+  EXPECT_TRUE(runner_->execute(Command("true")).isSuccess());
+  const LifeLine lifeLine(folder());
+  // What is waited for asks its parent to end.
+  const std::string command = "kill -TERM $PPID; exec " CHILD_COMMAND " hang-with-grandchild " + lifeLine.path();
+  EXPECT_EQ(runner_->execute(Command::format("/bin/sh -c %s", {String(command)})).toString(), "Stopped");
+  const std::string trace = folder() + "/trace";
+  EXPECT_EQ(runner_->execute(Command::format("touch %s", {String(trace)})).toString(), "Stopped");
+  EXPECT_FALSE(std::filesystem::exists(trace));
+  runner_->endWaitsOn(-1);
+  EXPECT_TRUE(runner_->execute(Command("true")).isSuccess());
 }
 
 TEST_P(ExecuteTest, WhatIsLeftOfTheGroupIsKilled) {

@@ -1,12 +1,18 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <set>
+#include <sstream>
 #include <string>
 
 #include "platform/process/Spawn.h"
@@ -147,6 +153,58 @@ TEST_F(SpawnTest, AProgramReadsItsInput) {
   EXPECT_STREQ(text, "read");
   close(output[0]);
   EXPECT_TRUE(child.reap().isSuccess());
+}
+
+TEST_F(SpawnTest, OfTheEnvironmentAProgramGetsPathLanguageAndZone) {
+  setenv("LANG", "C.UTF-8", 1);
+  setenv("TZ", "UTC", 1);
+  setenv("PATHS", "x", 1);
+  setenv("AGENT_SECRET", "x", 1);
+  int output[2];
+  ASSERT_EQ(pipe2(output, O_CLOEXEC), 0);
+  Child child;
+  ASSERT_TRUE(spawn(Command("/usr/bin/env"), output[1], -1, child).isSuccess());
+  close(output[1]);
+  char text[4096];
+  EXPECT_TRUE(child.reap().isSuccess());
+  const ssize_t length = read(output[0], text, sizeof(text));
+  close(output[0]);
+  std::istringstream lines(std::string(text, static_cast<std::size_t>(std::max<ssize_t>(length, 0))));
+  std::set<std::string> variables;
+  for (std::string line; std::getline(lines, line);) variables.insert(line);
+  EXPECT_EQ(variables,
+            (std::set<std::string>{"LANG=C.UTF-8", "PATH=" + folder_ + "/one:" + folder_ + "/two", "TZ=UTC"}));
+  for (const char* name : {"PATHS", "AGENT_SECRET"}) unsetenv(name);
+}
+
+// The end of what the command has open, once it has said that it runs, tells of its death.
+TEST_F(SpawnTest, ACommandDiesWithAParentThatIsKilled) {
+  setPath(savedPath_);
+  int output[2];
+  ASSERT_EQ(pipe2(output, O_CLOEXEC), 0);
+  const pid_t parent = fork();
+  if (parent == 0) {
+    Child child;
+    if (spawn(Command::format("/bin/sh -c %s", {"echo; exec sleep 1000"}), output[1], -1, child).isErr()) _exit(1);
+    for (;;) pause();
+  }
+  close(output[1]);
+  char text[8];
+  EXPECT_EQ(read(output[0], text, sizeof(text)), 1);
+  kill(parent, SIGKILL);
+  pollfd entry{output[0], POLLIN, 0};
+  EXPECT_EQ(poll(&entry, 1, 20'000), 1) << "the command lives on";
+  EXPECT_EQ(waitpid(parent, nullptr, 0), parent);
+  close(output[0]);
+}
+
+TEST_F(SpawnTest, AnExitStatusIsKnownAlsoWhereAParentLeftItsChildrenIgnored) {
+  const auto handler = std::signal(SIGCHLD, SIG_IGN);
+  setPath(savedPath_);
+  Child child;
+  ASSERT_TRUE(spawn(Command::format("/bin/sh -c %s", {"exit 7"}), -1, -1, child).isSuccess());
+  EXPECT_EQ(child.reap().toString(), "Exit status 7");
+  std::signal(SIGCHLD, handler);
 }
 
 }  // namespace

@@ -50,11 +50,13 @@ class HooksTest : public testing::Test {
 };
 
 TEST_F(HooksTest, AProgramReadsItsInputAndSeesNothingOfItElsewhere) {
+  setenv("RESPONDER_SECRET", "SECRET", 1);
   Hooks hooks(loop_, 30);
   hooks.run(program("p", "cat >got; echo \"$@\" >seen; env >>seen; mv got done"), "SECRET\nserver\n"_s);
   waitFor("done");
   EXPECT_EQ(content("done"), "SECRET\nserver\n");
   EXPECT_EQ(content("seen").find("SECRET"), std::string::npos);
+  unsetenv("RESPONDER_SECRET");
 }
 
 TEST_F(HooksTest, OneRunsAtATimeAndOfWhatWaitsTheLastCounts) {
