@@ -51,7 +51,7 @@ class CClientDiscoveryService : public CInherit<CClientDiscoveryService, CServic
 
   [[nodiscard]] XCode checkNodeRequest(const Property::Value& request) const;
   XCode refuse(const Property::Value& request, const XCode& reason);
-  void syncNode(const Property::Value& element, SyncServices& services, bool isFirstSync);
+  KXLWPtr<Node> syncNode(const Property::Value& element, SyncServices& services, bool isFirstSync);
   KXLWPtr<Node> addManualNode(const String& ipAddress);
   Property::Value runForEach(const Property::Value& nodes,
                              Shell::Command (*makeCommand)(const Property::Value& node)) const;

@@ -6,6 +6,7 @@
 
 #include "discovery/client/CClientDiscoveryService.h"
 #include "discovery/common/Log.h"
+#include "discovery/repository/NodeLimitNote.h"
 
 namespace KX::NMS::Discovery {
 namespace {
@@ -101,7 +102,10 @@ XCode CClientDiscoveryService::onSyncNodesRequestReceived(const Property::Value&
   if (refusal.isErr()) return refuse(request, refusal);
   const bool isFirstSync = repository_->getNodes().isEmpty();
   SyncServices services;
-  for (const Property::Value& element : request["nodes"].elements()) syncNode(element, services, isFirstSync);
+  NodeLimitNote limit(*repository_, getLogPrefix());
+  for (const Property::Value& element : request["nodes"].elements()) {
+    limit.take(syncNode(element, services, isFirstSync));
+  }
   Property::Value response;
   prepareAckResponse(response, request);
   dropRequest();
@@ -112,7 +116,8 @@ XCode CClientDiscoveryService::onSyncNodesRequestReceived(const Property::Value&
   return XCode();
 }
 
-void CClientDiscoveryService::syncNode(const Property::Value& element, SyncServices& services, bool isFirstSync) {
+KXLWPtr<Node> CClientDiscoveryService::syncNode(const Property::Value& element, SyncServices& services,
+                                                bool isFirstSync) {
   const SyncElement given(element);
   KXLWPtr<Node> node;
   if (given.physicalAddress.isEmpty()) {
@@ -126,6 +131,7 @@ void CClientDiscoveryService::syncNode(const Property::Value& element, SyncServi
                       given.ipAddress.c_str(), given.physicalAddress.c_str(), given.interface.c_str());
     }
   }
+  if (node == nullptr) return node;
   if (given.services.isObject()) {
     static_cast<void>(repository_->setDiscoveredServices(given.ipAddress, services.get(given.services), given.model,
                                                          given.systemObjectID));
@@ -135,6 +141,7 @@ void CClientDiscoveryService::syncNode(const Property::Value& element, SyncServi
   if (given.status != NodeStatus::UNKNOWN) {
     static_cast<void>(repository_->setStatus(given.ipAddress, given.status, &given.statusChangeDate, nullptr));
   }
+  return node;
 }
 
 KXLWPtr<Node> CClientDiscoveryService::addManualNode(const String& ipAddress) {
@@ -150,8 +157,9 @@ XCode CClientDiscoveryService::onAddNodesRequestReceived(const Property::Value& 
   DISCOVERY_TRACE(3, getLogPrefix(), "Received add nodes request");
   const XCode refusal = checkNodeRequest(request);
   if (refusal.isErr()) return refuse(request, refusal);
+  NodeLimitNote limit(*repository_, getLogPrefix());
   for (const Property::Value& element : request["nodes"].elements()) {
-    static_cast<void>(addManualNode(element["ipAddress"].toString()));
+    limit.take(addManualNode(element["ipAddress"].toString()));
   }
   DISCOVERY_TRACE(3, getLogPrefix(), "Sending add nodes response");
   Property::Value response;

@@ -3,6 +3,7 @@
 
 #include "discovery/common/Log.h"
 #include "discovery/common/Nesting.h"
+#include "discovery/repository/NodeLimitNote.h"
 
 namespace KX::NMS::Discovery {
 namespace {
@@ -95,20 +96,21 @@ Property::Value JobNodeScan::combineScanResults() const {
 void JobNodeScan::successful(const Property::Value& result) {
   const Property::Value nodes = result["nodes"];
   DISCOVERY_TRACE(1, logPrefix_, "Discovered %u node updates:", static_cast<unsigned>(nodes.size()));
-  for (const Property::Value& node : nodes.elements()) enterNode(node);
+  NodeLimitNote limit(repository_, logPrefix_);
+  for (const Property::Value& node : nodes.elements()) limit.take(enterNode(node));
   Job::successful(result);
 }
 
-void JobNodeScan::enterNode(const Property::Value& node) {
+KXLWPtr<Node> JobNodeScan::enterNode(const Property::Value& node) {
   const String physicalAddress = node["physicalAddress"].toString();
   const String ipAddress = node["ipAddress"].toString();
   const String interface = node["interface"].toString();
   const String model = modelText(node);
   bool added = false;
   bool changed = false;
-  static_cast<void>(repository_.addDiscoveredNode(physicalAddress, ipAddress, interface, model,
-                                                  node["supportsOnboarding"].toBoolOr(false),
-                                                  Repository::UpdateExisting, &added, &changed));
+  KXLWPtr<Node> entered = repository_.addDiscoveredNode(physicalAddress, ipAddress, interface, model,
+                                                        node["supportsOnboarding"].toBoolOr(false),
+                                                        Repository::UpdateExisting, &added, &changed);
   if (added) {
     DISCOVERY_TRACE(2, logPrefix_, "  New node: %s at %s on interface %s (%s)", ipAddress.c_str(),
                     physicalAddress.c_str(), interface.c_str(), model.c_str());
@@ -116,6 +118,7 @@ void JobNodeScan::enterNode(const Property::Value& node) {
     DISCOVERY_TRACE(2, logPrefix_, "  Changed node: %s at %s on interface %s (%s)", ipAddress.c_str(),
                     physicalAddress.c_str(), interface.c_str(), model.c_str());
   }
+  return entered;
 }
 
 // The running scan is cancelled after the job, so its end finds a job that runs no more: that is logged as a failure to

@@ -53,7 +53,7 @@ class JobNodeScan final : public Job {
   void onScanStatusUpdated();
   Property::Value combineScanResults() const;
   void successful(const Property::Value& result);
-  void enterNode(const Property::Value& node);
+  KXLWPtr<Node> enterNode(const Property::Value& node);
 
   KXVector<InterfaceDescription> interfaceDescriptions_;
   ScanOutputParserArpScan arpScanParser_;

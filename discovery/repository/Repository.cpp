@@ -68,6 +68,7 @@ KXLWPtr<Node> Repository::addManualNode(const String& ipAddress, bool* added) {
   KXLWPtr<Node> node = getNodeByIpAddress(ipAddress);
   if (node == nullptr) {
     node = create(ipAddress);
+    if (node == nullptr) return node;
     setFlag(added, true);
   }
   node->manual_ = true;
@@ -92,6 +93,7 @@ KXLWPtr<Node> Repository::addDiscoveredNode(const String& physicalAddress, const
     return node;
   }
   node = create(ipAddress);
+  if (node == nullptr) return node;
   takeOverPhysicalAddress(node, physicalAddress);
   node->interface_ = interface;
   node->model_ = model;
@@ -138,13 +140,16 @@ void Repository::clearChangeMarks() {
   nodes_.forgetUnmarked();
 }
 
+// The address is nobody's. Null when there is no room.
 KXLWPtr<Node> Repository::create(const String& ipAddress) {
+  if (isFull()) return nullptr;
   const KXLWPtr<Node> node(new Node);
   node->ipAddress_ = ipAddress;
   nodes_.add(node);
   node->recentlyAdded_ = true;
   nodes_.mark(*node);
-  enterIpAddress(node);
+  byIpAddress_.set(ipAddress, node);
+  latest_ = node.get();
   nodesAdded_ = true;
   return node;
 }
@@ -158,25 +163,27 @@ void Repository::takeOverPhysicalAddress(const KXLWPtr<Node>& node, const String
 }
 
 void Repository::enterIpAddress(const KXLWPtr<Node>& node) {
-  const std::size_t before = byIpAddress_.size();
-  byIpAddress_.set(node->ipAddress_, node);
-  if (byIpAddress_.size() == before) ++displaced_;
+  if (KXLWPtr<Node>* const entry = byIpAddress_.find(node->ipAddress_)) {
+    displaced_.insert(entry->get());
+    *entry = node;
+  } else {
+    byIpAddress_.set(node->ipAddress_, node);
+  }
   latest_ = node.get();
 }
 
 void Repository::leaveIpAddress(const KXLWPtr<Node>& node) {
   if (!(getNodeByIpAddress(node->ipAddress_) == node)) {
-    --displaced_;
+    displaced_.erase(node.get());
     return;
   }
-  byIpAddress_.remove(node->ipAddress_);
   latest_ = nullptr;
-  if (displaced_ == 0) return;
-  for (const KXLWPtr<Node>& heir : getNodes()) {
-    if (heir == node || !(heir->ipAddress_ == node->ipAddress_)) continue;
-    byIpAddress_.set(heir->ipAddress_, heir);
-    --displaced_;
-    return;
+  const auto heir = displaced_.lower_bound(node->ipAddress_.view());
+  if (heir == displaced_.end() || !((*heir)->ipAddress_ == node->ipAddress_)) {
+    byIpAddress_.remove(node->ipAddress_);
+  } else {
+    byIpAddress_.set(node->ipAddress_, KXLWPtr<Node>(*heir));
+    displaced_.erase(heir);
   }
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <set>
+
 #include "discovery/repository/NodeList.h"
 #include "discovery/repository/ServiceTables.h"
 
@@ -14,6 +16,8 @@ namespace KX::NMS::Discovery {
 // address, the index names the one that was entered last; when that one leaves the address, the first other node in
 // list order takes the entry over, so that every node stays reachable and removable.
 //
+// It holds at most as many nodes as the host allows: further ones are not created, known ones are updated as ever.
+//
 // In all operations an output flag may be null; one that is given is first set to false.
 class Repository {
  public:
@@ -21,10 +25,14 @@ class Repository {
   // scan), or the node keeps them (the server's copy).
   enum UpdateMode : unsigned { UpdateExisting = 0, KeepExisting = 1 };
 
-  Repository() = default;
+  static constexpr unsigned DEFAULT_NODE_LIMIT = 100'000;
+
+  // A limit of 0 is none.
+  explicit Repository(unsigned nodeLimit = DEFAULT_NODE_LIMIT) : nodeLimit_(nodeLimit) {}
   Repository(const Repository&) = delete;
   Repository& operator=(const Repository&) = delete;
 
+  unsigned nodeLimit() const { return nodeLimit_; }
   const KXVector<KXLWPtr<Node>>& getNodes() const { return nodes_.nodes(); }
   // Null when there is no such node, as below.
   KXLWPtr<Node> getNodeByIpAddress(const String& ipAddress) const;
@@ -37,6 +45,7 @@ class Repository {
   // Those with at least one known service.
   KXVector<KXLWPtr<Node>> getNodesWithPendingStatusScan() const;
 
+  // Null when the node would be a new one and there is no room for it, here and in addDiscoveredNode.
   KXLWPtr<Node> addManualNode(const String& ipAddress, bool* added);
   KXLWPtr<Node> addDiscoveredNode(const String& physicalAddress, const String& ipAddress, const String& interface,
                                   const String& model, bool supportsOnboarding, UpdateMode mode, bool* added,
@@ -54,6 +63,17 @@ class Repository {
                const String& title) const;
 
  private:
+  // By address, and then in list order.
+  struct ByAddress {
+    using is_transparent = void;
+    bool operator()(const Node* left, const Node* right) const {
+      return left->ipAddress_ == right->ipAddress_ ? left->place_ < right->place_
+                                                   : left->ipAddress_.view() < right->ipAddress_.view();
+    }
+    bool operator()(const Node* node, std::string_view address) const { return node->ipAddress_.view() < address; }
+  };
+
+  bool isFull() const { return nodeLimit_ != 0 && getNodes().size() >= nodeLimit_; }
   KXLWPtr<Node> create(const String& ipAddress);
   void updateDiscoveredNode(const KXLWPtr<Node>& node, const String& ipAddress, const String& interface,
                             const String& model, bool supportsOnboarding, bool* changed);
@@ -69,8 +89,9 @@ class Repository {
   bool nodesAdded_ = false;
   bool servicesChanged_ = false;
   bool nodesChanged_ = false;
-  // Nodes whose address another node's index entry holds; as long as there is none, no address is searched for heirs.
-  std::size_t displaced_ = 0;
+  // Nodes whose address another node's index entry holds: the heirs of the address.
+  std::set<Node*, ByAddress> displaced_;
+  unsigned nodeLimit_;
   // What the index gave last, or null: an update of a node asks for it several times in a row.
   mutable Node* latest_ = nullptr;
 };

@@ -155,6 +155,24 @@ TEST_F(NodeRequestsTest, RemoveTakesNodesAway) {
   EXPECT_EQ(node(1).ipAddress(), "c");
 }
 
+TEST_F(NodeRequestsTest, NodesAboveTheLimitAreLeftOutWithOneLineARequest) {
+  for (unsigned i = 1; i < server_.repository.nodeLimit(); ++i) {
+    static_cast<void>(server_.repository.addManualNode(String::format("%u", i), nullptr));
+  }
+  server_.log.setVerbosity(0);
+  server_.log.clear();
+  EXPECT_EQ(server_.request("addNodes", R"(,"nodes":[{"ipAddress":"a"},{"ipAddress":"b"},{"ipAddress":"c"}])"),
+            ack("addNodes"));
+  EXPECT_THAT(server_.log.takeKindsAndLines(), ElementsAre("4 [discovery 1] Node limit of 100000 reached"));
+  const std::string answer = server_.sync(
+      R"([{"ipAddress":"a","status":"up"},{"ipAddress":"d","physicalAddress":"D","services":{"x":{"port":1}}},)"
+      R"({"ipAddress":"e","status":"up"}])");
+  EXPECT_THAT(server_.log.takeKindsAndLines(), ElementsAre("4 [discovery 1] Node limit of 100000 reached"));
+  EXPECT_EQ(server_.repository.getNodes().size(), server_.repository.nodeLimit());
+  EXPECT_EQ(server_.repository.getNodeByIpAddress("a")->status(), NodeStatus::UP);
+  EXPECT_EQ(answer.find(R"("d")"), std::string::npos);
+}
+
 TEST_F(NodeRequestsTest, TheAnswerIsSentEvenWhenTheChannelFails) {
   server_.channel.failWith(XCode::error("gone"));
   server_.service->handleRequest(json(R"({"name":"syncNodes","id":1,"nodes":[{"ipAddress":"a"}]})"));

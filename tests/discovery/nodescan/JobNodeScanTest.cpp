@@ -196,6 +196,24 @@ TEST_F(JobNodeScanTest, NewAndChangedNodesAreLoggedAboveVerbosityOne) {
   EXPECT_TRUE(log.has(RTD::TRACE_2, "[Job n.0]   New node: 10.1.0.6 at 02:00:5E:00:00:06 on interface LAN1 ()"));
 }
 
+TEST_F(JobNodeScanTest, NodesAboveTheLimitAreLeftOutWithOneLine) {
+  device_.addInterface("LAN1", "eth1", "10.1.0.0/16");
+  for (unsigned i = 1; i < device_.repository.nodeLimit(); ++i) {
+    static_cast<void>(device_.repository.addManualNode(String::format("%u", i), nullptr));
+  }
+  answerAll("10.1.0.5\t02:00:5e:00:00:05\n10.1.0.6\t02:00:5e:00:00:06\n10.1.0.7\t02:00:5e:00:00:07\n",
+            R"({"nodes":[]})");
+  prepareJob();
+  job_->invoke();
+  device_.log.clear();
+  device_.loop.advance(60s);
+  EXPECT_EQ(job_->status().state(), State::SUCCESSFUL);
+  EXPECT_EQ(device_.repository.getNodes().size(), device_.repository.nodeLimit());
+  EXPECT_NE(device_.repository.getNodeByIpAddress("10.1.0.5"), nullptr);
+  EXPECT_TRUE(device_.log.capture().has(RTD::REFUSAL, "[Job n.0] Node limit of 100000 reached"));
+  EXPECT_EQ(device_.log.capture().count("Node limit of 100000 reached"), 1U);
+}
+
 TEST_F(JobNodeScanTest, CancelledInTheMiddleTheRestNeverStarts) {
   device_.addTwoLans();
   answerAll("", R"({"nodes":[]})");

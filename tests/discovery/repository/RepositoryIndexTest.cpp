@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "discovery/repository/Repository.h"
+#include "tests/Effort.h"
 
 namespace KX::NMS::Discovery {
 namespace {
@@ -224,6 +225,56 @@ TEST_F(RepositoryIndexTest, EveryNodeStaysReachableAndRemovableWhateverHappens) 
     repository_.removeNode(repository_.getNodes()[0]->ipAddress());
     ASSERT_EQ(repository_.getNodes().size(), before - 1);
   }
+}
+
+constexpr int MANY = 40'000;
+
+String addressOf(int node) { return String::format("10.0.%d.%d", node / 256, node % 256); }
+
+// As many nodes as are many, and after them one with the address of the first, or with one of its own.
+std::unique_ptr<Repository> manyNodes(bool withSharedAddress) {
+  auto repository = std::make_unique<Repository>();
+  const auto enter = [&](const char* mac, const String& ip) {
+    repository->addDiscoveredNode(mac, ip, "LAN", "", false, Repository::UpdateExisting, nullptr, nullptr);
+  };
+  for (int i = 0; i < MANY; ++i) enter(String::format("02:%d", i).c_str(), addressOf(i));
+  enter(A, "192.0.2.1");
+  enter(A, withSharedAddress ? addressOf(0) : "192.0.2.2"_s);
+  return repository;
+}
+
+TEST_F(RepositoryIndexTest, SharedAddressMakesNoRemovalAndNoMoveOfOthersDearer) {
+  const auto work = [](Repository& repository) {
+    for (int i = 1; i < MANY / 2; i += 2) {
+      repository.removeNode(addressOf(i));
+      const String mac = String::format("02:%d", i + 1);
+      repository.addDiscoveredNode(mac, addressOf(MANY + i), "LAN", "", false, Repository::UpdateExisting, nullptr,
+                                   nullptr);
+    }
+  };
+  const double without = effortOf([] { return manyNodes(false); }, work);
+  const double with = effortOf([] { return manyNodes(true); }, work);
+  EXPECT_LT(with, 3 * without);
+}
+
+// Ten times as many take about ten times as long, where a walk over those at the address would take a hundred times.
+TEST_F(RepositoryIndexTest, ManyNodesAtOneAddressLeaveItAsFastAsTheyCame) {
+  const auto effort = [](int count) {
+    const auto gather = [count] {
+      auto repository = std::make_unique<Repository>();
+      for (int step = 0; step < 2 * count; ++step) {
+        const String ip = step < count ? addressOf(step) : "192.0.2.1"_s;
+        repository->addDiscoveredNode(String::format("02:%d", step % count), ip, "LAN", "", false,
+                                      Repository::UpdateExisting, nullptr, nullptr);
+      }
+      return repository;
+    };
+    return effortOf(gather, [count](Repository& repository) {
+      for (int i = 0; i < count; ++i) repository.removeNode("192.0.2.1");
+      EXPECT_TRUE(repository.getNodes().isEmpty());
+    });
+  };
+  EXPECT_LT(effort(MANY / 2), 40 * effort(MANY / 20));
 }
 
 }  // namespace
