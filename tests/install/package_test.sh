@@ -48,11 +48,14 @@ for package in "${all[@]}"; do
   [[ -s $root/usr/share/doc/$package/copyright && -s $root/usr/share/doc/$package/changelog.gz ]] || fail "$package is undocumented"
 done
 
+completions=usr/share/bash-completion/completions
 expect_contents libkxdiscovery0 $folder/libkx{discovery,platform}.so
-expect_contents discovery-agent usr/sbin/discovery-agent usr/lib/systemd/system/discovery-agent.service
-expect_contents discovery-tools usr/bin/{servicescan,discovery-client}
+expect_contents discovery-agent usr/sbin/discovery-agent usr/lib/systemd/system/discovery-agent.service \
+  usr/share/man/man{1/discovery-agent.1,5/discovery-plan.5,5/discovery-database.5}.gz $completions/discovery-agent
+expect_contents discovery-tools usr/bin/{servicescan,discovery-client} \
+  usr/share/man/man{1/servicescan.1,5/servicescan-targets.5,1/discovery-client.1}.gz $completions/{servicescan,discovery-client}
 expect_contents discovery-responder usr/sbin/discovery-responder usr/lib/systemd/system/discovery-responder.service \
-  usr/lib/sysusers.d/discovery-responder.conf
+  usr/lib/sysusers.d/discovery-responder.conf usr/share/man/man8/discovery-responder.8.gz $completions/discovery-responder
 ! contents libkxdiscovery-dev |
   grep -vE "^usr/include/kxdiscovery/.*\.h$|^$folder/(libkx(discovery|platform)\.(a|so)|libkx(links|testing)\.a|cmake/|pkgconfig/kx)" ||
   fail "contents of libkxdiscovery-dev"

@@ -1,0 +1,13 @@
+# SPDX-License-Identifier: Apache-2.0
+# shellcheck shell=bash disable=SC2034,SC2207
+# The options are those of --help.
+_servicescan() {
+  local cur prev words cword split
+  _init_completion -s || return
+  case $prev in
+    -t | --targets) _filedir; return ;;
+    --timeout | --tries | --community | --parallel | --rate) return ;;
+  esac
+  $split || COMPREPLY=($(compgen -W "$(_parse_help "$1")" -- "$cur"))
+}
+complete -F _servicescan servicescan
