@@ -53,6 +53,7 @@ std::size_t runWithLibuv(Arguments arguments) {
   options.file = arguments[0];
   options.args = const_cast<char**>(arguments);
   options.exit_cb = onEnd;
+  options.flags = UV_PROCESS_DETACHED;  // a process group of its own, as the runner makes one
   options.stdio = streams.data();
   options.stdio_count = static_cast<int>(streams.size());
   if (uv_spawn(&run.loop, &run.process, &options) != 0) std::abort();
