@@ -33,11 +33,17 @@ constexpr std::pair<int, int> SETTINGS[] = {
     {SQLITE_DBCONFIG_ENABLE_VIEW, 0},
 };
 
-XCode checkRegularFile(const String& path) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0) return XCode::fromErrno(errno);
-  // Opening a FIFO would wait for its other end.
-  return S_ISREG(status.st_mode) ? XCode() : XCode::error("Not a regular file");
+// SQLite's way to be told that nobody writes: it then looks for no log and takes no lock.
+String immutableName(const std::string& path) {
+  String name("file:");
+  for (const char c : path) {
+    if (c == '%' || c == '?' || c == '#') {
+      name.concatf("%%%02X", static_cast<unsigned char>(c));
+    } else {
+      name.append({&c, 1});
+    }
+  }
+  return name.append("?immutable=1");
 }
 
 }  // namespace
@@ -45,17 +51,41 @@ XCode checkRegularFile(const String& path) {
 // Statements hold the connection, so none is left.
 Connection::~Connection() { sqlite3_close(handle_); }
 
+Connection::Connection(const String& title, std::shared_ptr<WriteAheadLog::Hold> hold)
+    : title_(title), hold_(hold != nullptr ? std::move(hold) : std::make_shared<WriteAheadLog::Hold>()) {}
+
 XCode Connection::openFile(const String& path) {
-  const XCode regular = checkRegularFile(path);
+  XCode started = startOnFile(path);
+  return started.isErr() ? started : commit();
+}
+
+XCode Connection::startOnFile(const String& path) {
+  const XCode regular = readState(path, opened_);
   if (regular.isErr()) return error(regular.toString());
   // SQLite gives names like ":memory:" and "file:x" a meaning of their own, but no path.
   const String name = path.view().starts_with('/') ? path : String("./").append(path);
-  const XCode opened = open(name, SQLITE_OPEN_READONLY);
-  if (opened.isErr()) return opened;
+  XCode opened = open(name, SQLITE_OPEN_READONLY);
+  if (opened.isSuccess() && WriteAheadLog::isUsedBy(handle_)) opened = openLogged();
+  if (opened.isErr()) {
+    hold_->release();
+    return opened;
+  }
   const XCode started = start();
   if (started.isErr()) return started;
   Schema::verify(*this);
-  return commit();
+  return failure_.isErr() ? commit() : XCode();
+}
+
+XCode Connection::openLogged() {
+  logged_ = sqlite3_db_filename(handle_, "main");
+  const XCode held = hold_->take(logged_, BUSY_TIMEOUT_MS);
+  if (held.isErr()) return error(held.toString());
+  if (WriteAheadLog::existsFor(logged_)) {
+    WriteAheadLog::keepIndexOnHeap(handle_);
+    return XCode();
+  }
+  sqlite3_close(std::exchange(handle_, nullptr));
+  return open(immutableName(logged_), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
 }
 
 XCode Connection::openInMemory() {
@@ -84,7 +114,8 @@ void Connection::configure() {
     static_cast<void>(sqlite3_db_config(handle_, setting, value, nullptr));
   }
   static_cast<void>(sqlite3_busy_timeout(handle_, BUSY_TIMEOUT_MS));
-  static_cast<void>(sqlite3_exec(handle_, "PRAGMA cell_size_check = ON", nullptr, nullptr, nullptr));
+  static_cast<void>(
+      sqlite3_exec(handle_, "PRAGMA cell_size_check = ON; PRAGMA mmap_size = 0", nullptr, nullptr, nullptr));
   sqlite3_progress_handler(handle_, STEPS_PER_STRIDE, &Connection::onProgress, this);
 }
 
@@ -92,9 +123,27 @@ int Connection::onProgress(void* connection) {
   return ++static_cast<Connection*>(connection)->strides_ > MAX_STRIDES ? 1 : 0;
 }
 
-bool Connection::hasMoved() const {
-  int moved = 0;
-  return sqlite3_file_control(handle_, "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK && moved != 0;
+XCode Connection::readState(const String& path, FileState& state) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return XCode::fromErrno(errno);
+  state = {status.st_dev, status.st_ino, status.st_mtim.tv_sec, status.st_mtim.tv_nsec, status.st_size};
+  // Opening a FIFO would wait for its other end.
+  return S_ISREG(status.st_mode) ? XCode() : XCode::error("Not a regular file");
+}
+
+bool Connection::isOutdated(const String& path) const {
+  FileState now;
+  const bool isThere = readState(path, now).isSuccess();
+  return !isThere || now.device != opened_.device || now.inode != opened_.inode || !logged_.empty() ||
+         WriteAheadLog::isUsedBy(handle_);
+}
+
+// In WAL mode, whether somebody has come in between who is not held off.
+bool Connection::hasChanged() const {
+  if (logged_.empty()) return false;
+  if (!hold_->isStillGood(logged_)) return true;
+  FileState now;
+  return !hold_->isTaken() && (readState(String(logged_), now).isErr() || !(now == opened_));
 }
 
 XCode Connection::start() {
@@ -116,6 +165,7 @@ XCode Connection::start() {
 XCode Connection::commit() {
   if (transaction_ == 0) return error("No transaction is running");
   resetStatements();
+  if (hasChanged()) reportFailure("Changed while it was read"_s);
   if (failure_.isSuccess()) execute("COMMIT");
   rollback();
   return failure_;
@@ -129,6 +179,7 @@ void Connection::rollback() {
   if (sqlite3_get_autocommit(handle_) == 0) {
     static_cast<void>(sqlite3_exec(handle_, "ROLLBACK", nullptr, nullptr, nullptr));
   }
+  if (!logged_.empty()) hold_->release();
 }
 
 // A statement in the middle of its rows would keep the lock of the transaction beyond its end.

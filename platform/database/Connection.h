@@ -2,9 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
+#include <string>
 
 #include "platform/base/RefCounted.h"
 #include "platform/base/XCode.h"
+#include "platform/database/WriteAheadLog.h"
 
 struct sqlite3;
 
@@ -16,18 +19,21 @@ namespace DB {
 // database, the transaction and the queries that use it, so that none of them outlives it.
 class Connection final : public KX::RefCounted {
  public:
-  // The title stands in front of all error texts.
-  explicit Connection(const String& title) : title_(title) {}
+  // The title stands in front of all error texts. Connections to one file that follow each other share a hold.
+  explicit Connection(const String& title, std::shared_ptr<WriteAheadLog::Hold> hold = nullptr);
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
   ~Connection() override;
 
-  // Opened once. A file is only read, in whatever journal mode it is; it must hold the tables.
+  // Opened once. A file is only read, in whatever journal mode it is, and never mapped; it must hold the tables.
   [[nodiscard]] XCode openFile(const String& path);
+  // The same, and a transaction that read the tables runs on.
+  [[nodiscard]] XCode startOnFile(const String& path);
   // An empty database of its own, with the tables made.
   [[nodiscard]] XCode openInMemory();
-  // Whether the file is no longer the one at its path: removed, or another one renamed over it.
-  bool hasMoved() const;
+  // Whether the next transaction needs another connection: the file at the path is removed or another one, by a rename
+  // or a link that was turned, or it is in WAL mode, where a connection serves for one transaction.
+  bool isOutdated(const String& path) const;
 
   // From here to the end all statements see the same state, whatever others write. Waits up to a second for a writer
   // that holds the file.
@@ -48,6 +54,8 @@ class Connection final : public KX::RefCounted {
 
  private:
   XCode open(const String& name, int flags);
+  XCode openLogged();
+  bool hasChanged() const;
   void configure();
   void resetStatements();
   XCode end();
@@ -55,8 +63,23 @@ class Connection final : public KX::RefCounted {
   // Called by SQLite while it works; other than 0 interrupts it.
   static int onProgress(void* connection);
 
+  // What a file is told by: device and inode; and what tells that it was written to.
+  struct FileState {
+    std::uint64_t device = 0;
+    std::uint64_t inode = 0;
+    std::int64_t seconds = 0;
+    std::int64_t nanoseconds = 0;
+    std::int64_t size = 0;
+    bool operator==(const FileState&) const = default;
+  };
+  static XCode readState(const String& path, FileState& state);
+
   String title_;
   sqlite3* handle_ = nullptr;
+  std::shared_ptr<WriteAheadLog::Hold> hold_;
+  FileState opened_;
+  // The database file, links resolved, where it is in WAL mode; empty otherwise.
+  std::string logged_;
   XCode failure_;
   std::uint32_t transaction_ = 0;
   std::uint32_t lastTransaction_ = 0;

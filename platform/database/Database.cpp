@@ -7,8 +7,14 @@
 
 namespace DB {
 
+namespace {
+
+String titleOf(const String& path) { return String::format("Configuration database %s", path.c_str()); }
+
+}  // namespace
+
 XCode Database::open(const String& path) {
-  KXLWPtr<Connection> connection(new Connection(String::format("Configuration database %s", path.c_str())));
+  KXLWPtr<Connection> connection(new Connection(titleOf(path), hold_));
   XCode result = connection->openFile(path);
   if (result.isErr()) return result;
   path_ = path;
@@ -40,18 +46,23 @@ KXLWPtr<Connection> Database::currentConnection() {
 XCode Database::start(KXLWPtr<Connection>& connection) {
   if (connection_ == nullptr) return XCode::error("No configuration database"_s);
   if (connection_->transaction() == 0) {
-    XCode prepared = prepare();
-    if (prepared.isErr()) return prepared;
+    if (!path_.isEmpty() && connection_->isOutdated(path_)) return startAnew(connection);
+    XCode updated = source_ != nullptr ? source_->update(*connection_) : XCode();
+    if (updated.isErr()) return updated;
   }
   XCode started = connection_->start();
   if (started.isSuccess()) connection = connection_;
   return started;
 }
 
-XCode Database::prepare() {
-  if (source_ != nullptr) return source_->update(*connection_);
-  // A configuration that is written as a new file and renamed over the old one would else never be seen.
-  return !path_.isEmpty() && connection_->hasMoved() ? open(path_) : XCode();
+// A configuration that is written as a new file and renamed over the old one would else never be seen.
+XCode Database::startAnew(KXLWPtr<Connection>& connection) {
+  KXLWPtr<Connection> fresh(new Connection(titleOf(path_), hold_));
+  XCode started = fresh->startOnFile(path_);
+  if (started.isErr()) return started;
+  connection_ = std::move(fresh);
+  connection = connection_;
+  return started;
 }
 
 }  // namespace DB

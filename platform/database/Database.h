@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <memory>
+
 #include "platform/base/KXPtr.h"
 #include "platform/base/XCode.h"
 #include "platform/database/Connection.h"
@@ -26,7 +28,9 @@ class Database {
   Database& operator=(const Database&) = delete;
 
   // Opens a file for reading. An error says in one line what is wrong: the file is missing, is no database, or does not
-  // hold the tables. When another file is renamed over it later, the next transaction reads that one.
+  // hold the tables. When another file is renamed over it later, or a link to it turned, the next transaction reads
+  // that one. A file in WAL mode is read where nothing may be written, too, and without mapping anything: see
+  // WriteAheadLog.
   [[nodiscard]] XCode open(const String& path);
   // The source is not owned; it may be null, and the tables then stay empty.
   [[nodiscard]] XCode openInMemory(Source* source);
@@ -40,9 +44,10 @@ class Database {
   [[nodiscard]] XCode start(KXLWPtr<Connection>& connection);
 
  private:
-  XCode prepare();
+  XCode startAnew(KXLWPtr<Connection>& connection);
 
   String path_;
+  std::shared_ptr<WriteAheadLog::Hold> hold_ = std::make_shared<WriteAheadLog::Hold>();
   KXLWPtr<Connection> connection_;
   Source* source_ = nullptr;
 };

@@ -49,6 +49,21 @@ TEST_F(DatabaseTest, AFileRenamedOverTheOldOneIsReadFromTheNextTransactionOn) {
   EXPECT_EQ(walk().text, "context new\n");
 }
 
+TEST_F(DatabaseTest, ALinkThatIsTurnedIsFollowedFromTheNextTransactionOn) {
+  for (const char* name : {"one", "two"}) {
+    Writer writer(file_.pathOf(name));
+    ASSERT_EQ(
+        writer.execute(std::string(DeviceFile::TABLES) + "INSERT INTO context_ip VALUES (1, 2, 10, '" + name + "')"),
+        SQLITE_OK);
+  }
+  std::filesystem::create_symlink("one", file_.path().c_str());
+  ASSERT_TRUE(database_.open(file_.path()).isSuccess());
+  EXPECT_EQ(walk().text, "context one\n");
+  std::filesystem::create_symlink("two", file_.pathOf("turned").c_str());
+  std::filesystem::rename(file_.pathOf("turned").c_str(), file_.path().c_str());
+  EXPECT_EQ(walk().text, "context two\n");
+}
+
 TEST_F(DatabaseTest, AFileThatIsRemovedFailsTheStartUntilItIsBack) {
   openWith("INSERT INTO context_ip VALUES (1, 2, 10, 'c')");
   std::filesystem::rename(file_.path().c_str(), file_.pathOf("away").c_str());
