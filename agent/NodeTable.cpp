@@ -29,8 +29,14 @@ std::vector<const Node*> sortedNodes(const KX::NMS::Discovery::Repository& repos
 
 // Of a narrow terminal's columns, which device answers and whether it still does stay longest.
 std::vector<Column> makeColumns() {
-  return {{"ADDRESS"},        {"MAC", false, 1},     {"INTERFACE", false, 6}, {"VENDOR", true, 5},
-          {"MODEL", true, 4}, {"SERVICES", true, 3}, {"STATUS", false, 2},    {"ONBOARDING", false, 7}};
+  return {{"ADDRESS"},
+          {"MAC", 0, 4},
+          {"INTERFACE", 0, 6},
+          {"VENDOR", 8, 5},
+          {"MODEL", 12, 3},
+          {"SERVICES", 12, 2, true},
+          {"STATUS", 0, 1, true},
+          {"ONBOARDING", 0, 7}};
 }
 
 // As they are written for --service, but without a port that is none.

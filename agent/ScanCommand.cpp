@@ -6,13 +6,13 @@
 #include <csignal>
 #include <cstdio>
 
-#include "program/Complaint.h"
 #include "agent/Device.h"
 #include "agent/NodeTable.h"
 #include "agent/Progress.h"
 #include "agent/ScanOutcome.h"
 #include "agent/ScanPlan.h"
 #include "discovery/scans/InputFiles.h"
+#include "program/Complaint.h"
 
 using KX::NMS::Discovery::createJobOfType;
 using KX::NMS::Discovery::InputFiles;
@@ -61,9 +61,8 @@ void printTable(const Repository& repository) {
   KXVector<String> physicalAddresses;
   for (const auto& node : repository.getNodes()) physicalAddresses.add(node->physicalAddress());
   const Vendors vendors(IEEE_DATA_FOLDER, physicalAddresses);
-  const Terminal terminal(STDOUT_FILENO);
-  const TableStyle style{terminal.width(), terminal.takesColour()};
-  for (const String& line : layOutNodes(repository, vendors, style)) std::printf("%s\n", line.c_str());
+  for (const String& line : layOutNodes(repository, vendors, styleOf(Terminal(STDOUT_FILENO))))
+    std::printf("%s\n", line.c_str());
 }
 
 }  // namespace

@@ -30,3 +30,5 @@ std::size_t Terminal::width() const {
 bool Terminal::obeysEscapes() const { return isTerminal() && environment("TERM") != "dumb"; }
 
 bool Terminal::takesColour() const { return obeysEscapes() && environment("NO_COLOR").empty(); }
+
+TableStyle styleOf(const Terminal& terminal) { return {terminal.width(), terminal.takesColour()}; }

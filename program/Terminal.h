@@ -3,6 +3,8 @@
 
 #include <cstddef>
 
+#include "program/TextTable.h"
+
 // What may be written to a descriptor besides plain text. The answers are those of the moment: a window changes its
 // width while the program runs.
 class Terminal {
@@ -21,3 +23,6 @@ class Terminal {
  private:
   int descriptor_;
 };
+
+// How a table is laid out for what stands behind the descriptor.
+TableStyle styleOf(const Terminal& terminal);

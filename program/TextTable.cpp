@@ -13,8 +13,6 @@ using Row = std::vector<Cell>;
 using Widths = std::vector<std::size_t>;
 
 constexpr std::size_t GAP = 2;
-// A column that shrinks keeps this much.
-constexpr std::size_t SHORTEST = 4;
 constexpr char BOLD[] = "\033[1m";
 constexpr char GREEN[] = "\033[32m";
 constexpr char RED[] = "\033[31m";
@@ -37,26 +35,42 @@ std::size_t lineWidth(const Widths& widths) {
 // The width of a line when every column is as narrow as it can be.
 std::size_t shortestLineWidth(const std::vector<Column>& columns, Widths widths) {
   for (std::size_t column = 0; column < columns.size(); ++column) {
-    if (columns[column].shrinks) widths[column] = std::min(widths[column], SHORTEST);
+    if (columns[column].shortest != 0) widths[column] = std::min(widths[column], columns[column].shortest);
   }
   return lineWidth(widths);
 }
 
-// The column to leave out next; as many as there are columns when all that are left have to stay.
-std::size_t leastTelling(const std::vector<Column>& columns, const Widths& widths) {
+bool isConstant(std::size_t column, const std::vector<Row>& rows) {
+  return rows.size() > 1 && std::all_of(rows.begin(), rows.end(),
+                                        [&](const Row& row) { return row[column].text == rows.front()[column].text; });
+}
+
+// The column to leave out next, of those that pass; as many as there are columns when all that are left have to stay.
+template <class Passes>
+std::size_t leastTelling(const std::vector<Column>& columns, const Widths& widths, Passes passes) {
   std::size_t found = columns.size();
   unsigned rank = 0;
   for (std::size_t column = 0; column < columns.size(); ++column) {
-    if (widths[column] == 0 || columns[column].rank <= rank) continue;
+    if (widths[column] == 0 || columns[column].rank <= rank || !passes(column)) continue;
     rank = columns[column].rank;
     found = column;
   }
   return found;
 }
 
+void leaveOutConstants(const std::vector<Column>& columns, const std::vector<Row>& rows, std::size_t width,
+                       Widths& widths) {
+  const auto passes = [&](std::size_t column) { return !columns[column].staysConstant && isConstant(column, rows); };
+  while (lineWidth(widths) > width) {
+    const std::size_t column = leastTelling(columns, widths, passes);
+    if (column == columns.size()) return;
+    widths[column] = 0;
+  }
+}
+
 void leaveOut(const std::vector<Column>& columns, std::size_t width, Widths& widths) {
   while (shortestLineWidth(columns, widths) > width) {
-    const std::size_t column = leastTelling(columns, widths);
+    const std::size_t column = leastTelling(columns, widths, [](std::size_t) { return true; });
     if (column == columns.size()) return;
     widths[column] = 0;
   }
@@ -68,7 +82,8 @@ void shrink(const std::vector<Column>& columns, std::size_t width, Widths& width
   for (std::size_t excess = lineWidth(widths); excess > width; --excess) {
     std::size_t widest = columns.size();
     for (std::size_t column = 0; column < columns.size(); ++column) {
-      if (!columns[column].shrinks || widths[column] <= SHORTEST) continue;
+      const std::size_t shortest = columns[column].shortest;
+      if (shortest == 0 || widths[column] <= shortest) continue;
       if (widest == columns.size() || widths[column] > widths[widest]) widest = column;
     }
     if (widest == columns.size()) return;
@@ -111,6 +126,7 @@ std::vector<String> layOutTable(const std::vector<Column>& columns, const std::v
   Widths widths = measure(columns, rows);
   if (lineWidth(widths) == 0) return {};
   if (style.width != 0) {
+    leaveOutConstants(columns, rows, style.width, widths);
     leaveOut(columns, style.width, widths);
     shrink(columns, style.width, widths);
   }

@@ -18,10 +18,13 @@ struct Cell {
 
 struct Column {
   String heading;
-  // Whether its texts may be cut when the table is too wide.
-  bool shrinks = false;
+  // To how many columns of the terminal its texts may be cut when the table is too wide; 0: not at all.
+  std::size_t shortest = 0;
   // Where the table stays too wide, the column of the highest rank is left out first; one of rank 0 always stays.
   unsigned rank = 0;
+  // Whether it tells something even where it says the same in every row. Others that do are left out of a table that is
+  // too wide before any text is cut.
+  bool staysConstant = false;
 };
 
 struct TableStyle {
@@ -30,7 +33,7 @@ struct TableStyle {
 };
 
 // The heading and a line for each row, which has a cell for each column. Columns without a text in any row are left
-// out. No line is wider than the style's width: columns that shrink do so, the widest first, and their texts end with
-// an ellipsis; then columns are left out.
+// out. No line is wider than the style's width: columns that say the same in every row are left out, then columns that
+// may be cut are, the widest first, and their texts end with an ellipsis; then further columns are left out.
 std::vector<String> layOutTable(const std::vector<Column>& columns, const std::vector<std::vector<Cell>>& rows,
                                 const TableStyle& style);

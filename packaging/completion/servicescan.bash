@@ -6,7 +6,7 @@ _servicescan() {
   _init_completion -s || return
   case $prev in
     -t | --targets) _filedir; return ;;
-    --timeout | --tries | --community | --parallel | --rate) return ;;
+    --timeout | --tries | --community | --parallel | --rate | --sweep | --max-addresses) return ;;
   esac
   $split || COMPREPLY=($(compgen -W "$(_parse_help "$1")" -- "$cur"))
 }

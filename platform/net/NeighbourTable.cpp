@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "platform/net/NeighbourMessages.h"
+
 namespace {
 
 struct Buffer {
@@ -48,26 +50,8 @@ int readTable(const nlmsghdr* header, void* data) {
   return MNL_CB_OK;
 }
 
-int readNeighbourAttribute(const nlattr* attribute, void* data) {
-  Neighbour& neighbour = *static_cast<Neighbour*>(data);
-  const std::uint16_t type = mnl_attr_get_type(attribute);
-  const std::uint16_t length = mnl_attr_get_payload_len(attribute);
-  if (type == NDA_DST && length == sizeof(neighbour.address)) {
-    neighbour.address = ntohl(mnl_attr_get_u32(attribute));
-  } else if (type == NDA_LLADDR && length == sizeof(MacAddress)) {
-    MacAddress address{};
-    std::memcpy(address.data(), mnl_attr_get_payload(attribute), address.size());
-    if (address != MacAddress{}) neighbour.macAddress = address;
-  }
-  return MNL_CB_OK;
-}
-
 int readNeighbour(const nlmsghdr* message, void* data) {
-  const auto* const header = static_cast<const ndmsg*>(mnl_nlmsg_get_payload(message));
-  Neighbour neighbour{0, header->ndm_ifindex, std::nullopt, (header->ndm_state & (NUD_PERMANENT | NUD_NOARP)) != 0};
-  mnl_attr_parse(message, sizeof(ndmsg), readNeighbourAttribute, &neighbour);
-  if ((header->ndm_state & (NUD_NOARP | NUD_INCOMPLETE | NUD_FAILED)) != 0) neighbour.macAddress.reset();
-  static_cast<std::vector<Neighbour>*>(data)->push_back(neighbour);
+  static_cast<std::vector<Neighbour>*>(data)->push_back(readNeighbourMessage(message));
   return MNL_CB_OK;
 }
 

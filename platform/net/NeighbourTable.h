@@ -24,6 +24,8 @@ struct Neighbour {
   std::optional<MacAddress> macAddress;
   // Entered by an administrator, or on a link without such addresses.
   bool isFixed = false;
+  // Has answered so lately that the kernel does not doubt it.
+  bool isReachable = false;
 };
 
 // The kernel's table of IPv4 neighbours, of the network namespace in which this was created. Each operation asks the

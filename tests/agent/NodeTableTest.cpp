@@ -76,12 +76,12 @@ TEST_F(NodeTableTest, ANarrowTerminalShowsWhichDeviceAnswersAndWhetherItStillDoe
   addServices("10.0.0.1", {{"http", 80}, {"https", 443}, {"sip", 5060}});
   setStatus("10.0.0.1", NodeStatus::UP);
   EXPECT_EQ(printed({80}),
-            "ADDRESS   MAC                INTERFACE  MODEL      SERVICES   STATUS  ONBOARDING\n"
-            "10.0.0.1  00:00:5E:00:53:01  lan0       A model …  http:80 …  up      supported\n"
+            "ADDRESS   MAC                INTERFACE  MODEL            SERVICES         STATUS\n"
+            "10.0.0.1  00:00:5E:00:53:01  lan0       A model with q…  http:80 https:…  up\n"
             "1 node\n");
   EXPECT_EQ(printed({40}),
-            "ADDRESS   MAC                STATUS\n"
-            "10.0.0.1  00:00:5E:00:53:01  up\n"
+            "ADDRESS   SERVICES                STATUS\n"
+            "10.0.0.1  http:80 https:443 sip…  up\n"
             "1 node\n");
 }
 

@@ -92,13 +92,22 @@ TEST(OptionsTest, ErrorsNameTheWordThatCannotBeUsed) {
   EXPECT_EQ(errorOf({"run", "-x"}), "unknown option: -x");
   EXPECT_EQ(errorOf({"run", "--link"}), "--link needs a value: stdio|unix:PATH");
   EXPECT_EQ(errorOf({"run", "more"}), "unexpected argument: more");
-  EXPECT_EQ(errorOf({"run", "--link", "mqtt://host"}), "unusable value for --link: \"mqtt://host\", expecting stdio or unix:PATH");
-  EXPECT_EQ(errorOf({"run", "--verbosity", "4"}), "unusable value for --verbosity: \"4\", expecting a number from 0 to 3");
-  EXPECT_EQ(errorOf({"run", "--command-limit", "4294967296"}), "unusable value for --command-limit: \"4294967296\", expecting a number from 0 to 4294967295");
-  EXPECT_EQ(errorOf({"run", "--output-limit", " 1"}), "unusable value for --output-limit: \" 1\", expecting a number from 0 to 18446744073709551615");
-  EXPECT_EQ(errorOf({"scan", "--interface", "("}), "unusable value for --interface: \"(\", expecting a regular expression: missing ): (");
-  EXPECT_EQ(errorOf({"scan", "--service", "ftp:21"}), "unusable value for --service: \"ftp:21\", expecting sip, http, https, snmp or ping, a colon and a port up to 65535");
-  EXPECT_EQ(errorOf({"scan", "--service", "http:65536"}), "unusable value for --service: \"http:65536\", expecting sip, http, https, snmp or ping, a colon and a port up to 65535");
+  EXPECT_EQ(errorOf({"run", "--link", "mqtt://host"}),
+            "unusable value for --link: \"mqtt://host\", expecting stdio or unix:PATH");
+  EXPECT_EQ(errorOf({"run", "--verbosity", "4"}),
+            "unusable value for --verbosity: \"4\", expecting a number from 0 to 3");
+  EXPECT_EQ(errorOf({"run", "--command-limit", "4294967296"}),
+            "unusable value for --command-limit: \"4294967296\", expecting a number from 0 to 4294967295");
+  EXPECT_EQ(errorOf({"run", "--output-limit", " 1"}),
+            "unusable value for --output-limit: \" 1\", expecting a number from 0 to 18446744073709551615");
+  EXPECT_EQ(errorOf({"scan", "--interface", "("}),
+            "unusable value for --interface: \"(\", expecting a regular expression: missing ): (");
+  EXPECT_EQ(errorOf({"scan", "--service", "ftp:21"}),
+            "unusable value for --service: \"ftp:21\", expecting sip, http, https, snmp or ping, a colon and a port up "
+            "to 65535");
+  EXPECT_EQ(errorOf({"scan", "--service", "http:65536"}),
+            "unusable value for --service: \"http:65536\", expecting sip, http, https, snmp or ping, a colon and a "
+            "port up to 65535");
   EXPECT_EQ(errorOf({"scan", "--service"}), "--service needs a value: NAME:PORT");
   EXPECT_EQ(errorOf({"run", "--service", "http:80"}), "unknown option: --service");
 }

@@ -17,7 +17,7 @@ std::string layOut(const std::vector<Column>& columns, const Rows& rows, const T
   return text;
 }
 
-const std::vector<Column> COLUMNS{{"KEY"}, {"LONG", true, 1}, {"LONGER", true, 2}, {"STATE", false, 3}};
+const std::vector<Column> COLUMNS{{"KEY"}, {"LONG", 4, 1}, {"LONGER", 4, 2}, {"STATE", 0, 3}};
 
 TEST(TextTableTest, ColumnsAreAsWideAsTheirWidestText) {
   EXPECT_EQ(layOut(COLUMNS, {{{"a"}, {"b"}, {"c"}, {"d"}}, {{"aaaa"}, {}, {"ccccccccc"}, {}}}),
@@ -46,6 +46,20 @@ TEST(TextTableTest, TheWidestColumnsShrinkFirst) {
   EXPECT_EQ(layOut(COLUMNS, rows, {28}),
             "KEY  LONG     LONGER   STATE\n"
             "a    bbbbbb…  cccccc…  d\n");
+}
+
+TEST(TextTableTest, WhatIsTheSameInEveryRowGoesBeforeATextIsCut) {
+  const std::vector<Column> columns{{"KEY"}, {"SAME", 0, 1}, {"TEXT", 4, 2}, {"STATE", 0, 3, true}};
+  const Rows rows{{{"a"}, {"eth0"}, {"cccccccc"}, {"up"}}, {{"b"}, {"eth0"}, {"dddddddd"}, {"up"}}};
+  EXPECT_EQ(layOut(columns, rows, {26}),
+            "KEY  SAME  TEXT      STATE\na    eth0  cccccccc  up\nb    eth0  dddddddd  up\n");
+  EXPECT_EQ(layOut(columns, rows, {25}), "KEY  TEXT      STATE\na    cccccccc  up\nb    dddddddd  up\n");
+  EXPECT_EQ(layOut(columns, rows, {18}), "KEY  TEXT    STATE\na    ccccc…  up\nb    ddddd…  up\n");
+}
+
+TEST(TextTableTest, OneRowHasNoConstants) {
+  EXPECT_EQ(layOut({{"KEY"}, {"X", 0, 1}, {"TEXT", 4, 2}}, {{{"a"}, {"b"}, {"cccccc"}}}, {12}),
+            "KEY  X  TEXT\na    b  ccc…\n");
 }
 
 TEST(TextTableTest, HeadingsAreCutWithTheirColumns) {

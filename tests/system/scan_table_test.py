@@ -156,21 +156,21 @@ class Table(Scan):
 
     def test_an_ordinary_terminal_gets_its_longest_columns_cut(self):
         lines = self.show_plainly(80)
-        self.assertEqual(lines[0].split()[:3] + lines[0].split()[-1:], HEADINGS[:3] + HEADINGS[-1:])
+        self.assertEqual(lines[0].split(), [name for name in HEADINGS if name != "INTERFACE"])
         self.assertEqual(lines[1].count("…"), 3)
         self.assertRegex(lines[1], "Réseau.*…  +http.*…  up$")
 
     def test_a_narrow_terminal_shows_who_answers(self):
         self.assertEqual(self.show_plainly(40), [
-            "ADDRESS   MAC                STATUS", "10.1.0.5  00:00:5E:00:53:05  up", "10.1.0.6  02:00:5E:00:00:06  down",
-            "10.1.0.7  00:00:5E:00:53:07", "3 nodes"])
+            "ADDRESS   SERVICES                STATUS", "10.1.0.5  http:80 https:443 pin…  up",
+            "10.1.0.6  http:80                 down", "10.1.0.7", "3 nodes"])
 
     def test_columns_is_heard_where_the_terminal_does_not_say(self):
         whole = self.show(0)
         self.assertIn(MODEL, whole)
         (self.folder / "asked").unlink()
         self.environment["COLUMNS"] = "40"
-        self.assertIn("10.1.0.5  00:00:5E:00:53:05  \033[32mup\033[0m\n", self.show(0))
+        self.assertIn("10.1.0.5  http:80 https:443 pin…  \033[32mup\033[0m\n", self.show(0))
 
     def test_a_pipe_gets_everything_without_colour(self):
         self.environment["COLUMNS"] = "40"
@@ -182,7 +182,7 @@ class Table(Scan):
 
     def test_colours_show_the_heading_and_the_status(self):
         output = self.show(40)
-        self.assertIn("\033[1mADDRESS   MAC                STATUS\033[0m\n", output)
+        self.assertIn("\033[1mADDRESS   SERVICES                STATUS\033[0m\n", output)
         self.assertIn("\033[32mup\033[0m\n", output)
         self.assertIn("\033[31mdown\033[0m\n", output)
 
@@ -192,7 +192,7 @@ class Table(Scan):
             self.environment[name] = value
             output = self.show(40)
             self.assertNotIn("\033", output)
-            self.assertIn("10.1.0.5  00:00:5E:00:53:05  up\n", output)
+            self.assertIn("10.1.0.5  http:80 https:443 pin…  up\n", output)
             self.environment["TERM"] = "xterm"
 
     def test_what_the_network_says_cannot_command_the_terminal(self):

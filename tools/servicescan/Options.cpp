@@ -12,6 +12,7 @@ constexpr std::size_t MAX_COMMUNITY_BYTES = 255;
 constexpr std::uint32_t MAX_TIMEOUT_MS = 3'600'000;
 constexpr std::uint32_t MAX_TRIES = 100;
 constexpr std::uint32_t MAX_PARALLEL = 1'000'000;
+constexpr std::uint32_t MOST_ADDRESSES = 1 << 24U;
 constexpr std::uint32_t MAX_RATE = 10'000'000;
 
 XCode readCommunity(const char* text, String& community) {
@@ -22,7 +23,15 @@ XCode readCommunity(const char* text, String& community) {
   return XCode();
 }
 
-CommandOptions optionsOf(Options& options) {
+XCode readNetwork(const char* text, Options& options) {
+  const bool isNetwork = options.sweepNetwork.setSubnetAsString(text).isSuccess() ||
+                         options.sweepNetwork.setIpAddrAsString(text).isSuccess();
+  if (!isNetwork) return XCode::error("expecting an address, or an address, a slash and 0 to 32"_s);
+  options.command = Options::Command::SWEEP;
+  return XCode();
+}
+
+CommandOptions scanOptionsOf(Options& options) {
   return {
       {.name = "targets",
        .letter = 't',
@@ -60,6 +69,20 @@ CommandOptions optionsOf(Options& options) {
   };
 }
 
+CommandOptions optionsOf(Options& options) {
+  return scanOptionsOf(options) + CommandOptions{
+                                      {.name = "sweep",
+                                       .value = "PREFIX",
+                                       .help = "find the hosts of a network that this machine is in, "
+                                               "e.g.\n192.0.2.0/24, and print their MAC addresses",
+                                       .take = [&options](char* value) { return readNetwork(value, options); }},
+                                      {.name = "max-addresses",
+                                       .value = "N",
+                                       .help = "sweep no network with more addresses (default 4096)",
+                                       .take = setNumber(options.maxAddresses, 1, MOST_ADDRESSES)},
+                                  };
+}
+
 }  // namespace
 
 XCode parseOptions(int argc, char* const argv[], Options& options) {
@@ -68,6 +91,8 @@ XCode parseOptions(int argc, char* const argv[], Options& options) {
   if (result.isErr()) return result;
   if (request != CommandRequest::RUN) {
     options.command = request == CommandRequest::HELP ? Options::Command::HELP : Options::Command::VERSION;
+  } else if (options.command == Options::Command::SWEEP) {
+    if (!options.targetFile.isEmpty()) return XCode::error("--sweep takes no targets"_s);
   } else if (options.targetFile.isEmpty()) {
     return XCode::error("expecting -t FILE"_s);
   }
@@ -78,6 +103,7 @@ String usage() {
   Options options;
   return String::format(
       "Usage: servicescan [OPTION]... -t FILE\n"
+      "       servicescan [-j] [--rate N] --sweep PREFIX\n"
       "Asks hosts for services and prints which of them answer.\n"
       "\n"
       "FILE has one host a line: its IPv4 address, then services with their ports:\n"

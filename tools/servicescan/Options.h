@@ -3,16 +3,19 @@
 
 #include "platform/base/String.h"
 #include "platform/base/XCode.h"
+#include "platform/net/IpAddress.h"
 #include "tools/servicescan/Sweep.h"
 
 namespace ServiceScan {
 
 // What the command line asks for.
 struct Options {
-  enum class Command { SCAN, HELP, VERSION };
+  enum class Command { SCAN, SWEEP, HELP, VERSION };
 
   Command command = Command::SCAN;
   String targetFile;
+  IpAddress sweepNetwork;
+  std::uint32_t maxAddresses = 4096;  // of a sweep
   bool json = false;
   String community = "public"_s;
   SweepOptions sweep;

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/servicescan/Report.h"
 
-#include <algorithm>
-#include <string>
-
 #include "platform/property/Value.h"
 #include "platform/text/Printable.h"
 
@@ -37,28 +34,20 @@ Value describe(const Host& host, const Targets& targets) {
   return value;
 }
 
-struct Row {
-  std::string address;
-  std::string available;
-  std::string missing;
-  std::string model;
-};
+void add(String& list, const String& text) { list.concatf("%s%s", list.isEmpty() ? "" : " ", text.c_str()); }
 
-void add(std::string& list, const std::string& text) {
-  if (!list.empty()) list += ' ';
-  list += text;
-}
-
-Row makeRow(const Host& host, const Targets& targets) {
-  Row row{toPrintable(host.text).c_str(), "", "", ""};
+std::vector<Cell> makeRow(const Host& host, const Targets& targets) {
+  String available;
+  String missing;
+  String model;
   for (ProbeIndex index = host.firstProbe; index < host.endProbe; ++index) {
     const Probe& probe = targets.probes[index];
-    std::string service = toPrintable(probe.name).c_str();
-    if (probe.port != 0) service += ":" + std::to_string(probe.port);
-    add(probe.successful ? row.available : row.missing, service);
-    if (!probe.model.isEmpty()) row.model = toPrintable(probe.model).c_str();
+    String service = toPrintable(probe.name);
+    if (probe.port != 0) service.concatf(":%u", unsigned{probe.port});
+    add(probe.successful ? available : missing, service);
+    if (!probe.model.isEmpty()) model = toPrintable(probe.model);
   }
-  return row;
+  return {{toPrintable(host.text)}, {available}, {missing}, {model}};
 }
 
 }  // namespace
@@ -73,25 +62,11 @@ void printJson(const Targets& targets, std::FILE* stream) {
   std::fputs("]}\n", stream);
 }
 
-void printTable(const Targets& targets, std::FILE* stream) {
-  std::vector<Row> rows{{"ADDRESS", "AVAILABLE", "MISSING", "MODEL"}};
+void printTable(const Targets& targets, const TableStyle& style, std::FILE* stream) {
+  std::vector<std::vector<Cell>> rows;
   for (const Host& host : targets.hosts) rows.push_back(makeRow(host, targets));
-  const auto widest = [&rows](std::string Row::*column) {
-    std::size_t width = 0;
-    for (const Row& row : rows) width = std::max(width, (row.*column).size());
-    return static_cast<int>(width);
-  };
-  const int address = widest(&Row::address);
-  const int available = widest(&Row::available);
-  const int missing = widest(&Row::missing);
-  for (const Row& row : rows) {
-    std::string line(static_cast<std::size_t>(address + available + missing) + row.model.size() + 8, '\0');
-    const int length = std::snprintf(line.data(), line.size(), "%-*s  %-*s  %-*s  %s", address, row.address.c_str(),
-                                     available, row.available.c_str(), missing, row.missing.c_str(), row.model.c_str());
-    line.resize(static_cast<std::size_t>(length));
-    line.resize(line.find_last_not_of(' ') + 1);
-    std::fprintf(stream, "%s\n", line.c_str());
-  }
+  const std::vector<Column> columns{{"ADDRESS"}, {"AVAILABLE", 12, 1, true}, {"MISSING", 12, 3}, {"MODEL", 12, 2}};
+  for (const String& line : layOutTable(columns, rows, style)) std::fprintf(stream, "%s\n", line.c_str());
 }
 
 }  // namespace ServiceScan

@@ -3,6 +3,7 @@
 
 #include <cstdio>
 
+#include "program/TextTable.h"
 #include "tools/servicescan/Probe.h"
 
 namespace ServiceScan {
@@ -11,7 +12,7 @@ namespace ServiceScan {
 
 // One JSON document, {"nodes": […]}, on one line.
 void printJson(const Targets& targets, std::FILE* stream);
-// One line a host, for people.
-void printTable(const Targets& targets, std::FILE* stream);
+// One line a host, for people; nothing when there is none.
+void printTable(const Targets& targets, const TableStyle& style, std::FILE* stream);
 
 }  // namespace ServiceScan

@@ -13,18 +13,15 @@ constexpr std::uint64_t TICK_MS = 10;
 constexpr std::size_t NEIGHBOURS_AT_ONCE = 64;
 // The last packets of a connection that was closed would put a neighbour back that goes at once.
 constexpr std::int64_t LINGER_MS = 50;
-// The kernel takes neighbours out of a full table by itself five seconds after it has ceased to trust them, which is up
-// to 45 seconds after their last word.
-constexpr std::int64_t NEIGHBOUR_AGE_MS = 52'000;
 
 }  // namespace
 
-Sweep::Sweep(KXEventLoop& loop, Milliseconds clock, const SweepOptions& options, Neighbours& neighbours,
+Sweep::Sweep(KXEventLoop& loop, Milliseconds clock, const SweepOptions& options, HostSweep::Neighbours& neighbours,
              Targets& targets)
     : loop_(loop),
       clock_(std::move(clock)),
       options_(options),
-      neighbours_(neighbours),
+      slices_(neighbours),
       targets_(targets),
       patience_(options.timeoutMs),
       budget_(options.packetsPerSecond) {
@@ -38,18 +35,13 @@ Sweep::Sweep(KXEventLoop& loop, Milliseconds clock, const SweepOptions& options,
       if (hosts_[probe.host].probesLeft++ == 0) hosts_[probe.host].number = hostsAsked_++;
     }
   }
-  makeRoomForNeighbours();
+  slices_.plan(hostsAsked_, addresses());
 }
 
-// What an earlier scan of these hosts has left in the table is in the way of this one.
-void Sweep::makeRoomForNeighbours() {
-  isSliced_ = hostsAsked_ > neighbours_.room();
-  if (!isSliced_) return;
+std::vector<std::uint32_t> Sweep::addresses() const {
   std::vector<std::uint32_t> addresses;
   for (const Host& host : targets_.hosts) addresses.push_back(host.address);
-  if (!neighbours_.drop(addresses)) return;
-  neighbours_.measure();
-  isSliced_ = hostsAsked_ > neighbours_.room();
+  return addresses;
 }
 
 void Sweep::start(Probers& probers) {
@@ -60,13 +52,13 @@ void Sweep::start(Probers& probers) {
 
 void Sweep::onTick() {
   expire();
-  giveNeighboursBack(clock_(), 1);
+  slices_.giveBack(clock_(), 1);
   startProbes();
   stopAtTheEnd();
 }
 
 void Sweep::batchEnded() {
-  giveNeighboursBack(clock_(), NEIGHBOURS_AT_ONCE);
+  slices_.giveBack(clock_(), NEIGHBOURS_AT_ONCE);
   startProbes();
   stopAtTheEnd();
 }
@@ -74,7 +66,7 @@ void Sweep::batchEnded() {
 void Sweep::stopAtTheEnd() {
   if (ended_ < targets_.probes.size()) return;
   tick_->stop();
-  giveNeighboursBack(clock_() + LINGER_MS, 1);
+  slices_.giveBack(clock_() + LINGER_MS, 1);
   loop_.stop();
 }
 
@@ -100,7 +92,7 @@ bool Sweep::startNext(Lane& lane, std::int64_t now) {
   if (lane.next == lane.probes.size() || running_ >= options_.parallel) return false;
   const ProbeIndex index = lane.probes[lane.next];
   Probe& probe = targets_.probes[index];
-  if (isSliced_ && hosts_[probe.host].number >= hostsReleased_ + neighbours_.room()) return false;
+  if (!slices_.allows(hosts_[probe.host].number)) return false;
   if (!lane.pace.allows(now, targets_.probes) || !budget_.take()) return false;
   probe.state = Probe::State::RUNNING;
   lane.pace.onStarted(now, index, probe);
@@ -181,8 +173,10 @@ bool Sweep::end(ProbeIndex index) {
   ++ended_;
   AskedHost& host = hosts_[probe.host];
   host.isConnected |= probe.service == Service::HTTP || probe.service == Service::HTTPS;
-  if (--host.probesLeft == 0 && isSliced_) {
-    endedHosts_.push_back({clock_() + (host.isConnected ? LINGER_MS : 0), targets_.addressOf(probe)});
+  if (--host.probesLeft == 0) {
+    // One that is silent may have answered the ARP request all the same.
+    slices_.ended(targets_.addressOf(probe), HostSweep::Slices::Host::SPOKE,
+                  clock_() + (host.isConnected ? LINGER_MS : 0));
   }
   return true;
 }
@@ -211,18 +205,6 @@ void Sweep::failed(ProbeIndex index, const String& reason) {
 
 void Sweep::fail(ProbeIndex index, const String& reason) {
   if (end(index)) targets_.probes[index].reason = reason;
-}
-
-// Without the right to change the table, time does it.
-void Sweep::giveNeighboursBack(std::int64_t now, std::size_t least) {
-  if (endedHosts_.size() < least) return;
-  std::vector<std::uint32_t> addresses;
-  for (const EndedHost& host : endedHosts_) {
-    if (host.silentFrom <= now) addresses.push_back(host.address);
-  }
-  if (addresses.size() < least) return;
-  const std::int64_t age = neighbours_.drop(addresses) ? 0 : NEIGHBOUR_AGE_MS;
-  hostsReleased_ += std::erase_if(endedHosts_, [&](const EndedHost& host) { return host.silentFrom + age <= now; });
 }
 
 }  // namespace ServiceScan

@@ -8,7 +8,8 @@
 #include <vector>
 
 #include "platform/loop/KXEventLoop.h"
-#include "tools/servicescan/Neighbours.h"
+#include "sweep/PacketBudget.h"
+#include "sweep/Slices.h"
 #include "tools/servicescan/Pace.h"
 #include "tools/servicescan/Patience.h"
 #include "tools/servicescan/Prober.h"
@@ -32,7 +33,8 @@ class Sweep final : public Outcome {
   using Milliseconds = std::function<std::int64_t()>;  // a clock that nobody sets
   using Probers = std::array<std::unique_ptr<Prober>, SERVICES>;
 
-  Sweep(KXEventLoop& loop, Milliseconds clock, const SweepOptions& options, Neighbours& neighbours, Targets& targets);
+  Sweep(KXEventLoop& loop, Milliseconds clock, const SweepOptions& options, HostSweep::Neighbours& neighbours,
+        Targets& targets);
   Sweep(const Sweep&) = delete;
   Sweep& operator=(const Sweep&) = delete;
   ~Sweep() = default;
@@ -71,13 +73,9 @@ class Sweep final : public Outcome {
     bool isAskedAgain = false;
     bool isConnected = false;  // over TCP, which has last packets to send
   };
-  struct EndedHost {
-    std::int64_t silentFrom;
-    std::uint32_t address;
-  };
 
   Prober& proberOf(const Probe& probe) { return *(*probers_)[static_cast<std::size_t>(probe.service)]; }
-  void makeRoomForNeighbours();
+  std::vector<std::uint32_t> addresses() const;
   void onTick();
   void stopAtTheEnd();
   void startProbes();
@@ -92,27 +90,22 @@ class Sweep final : public Outcome {
   void giveUp(ProbeIndex probe);
   void fail(ProbeIndex probe, const String& reason);
   bool end(ProbeIndex probe);
-  // Those that have nothing to say any more, if there are so many.
-  void giveNeighboursBack(std::int64_t now, std::size_t least);
 
   KXEventLoop& loop_;
   Milliseconds clock_;
   const SweepOptions options_;
-  Neighbours& neighbours_;
+  HostSweep::Slices slices_;
   Targets& targets_;
   Probers* probers_ = nullptr;
   std::array<Lane, SERVICES> lanes_;
   Patience patience_;
   std::priority_queue<Wait, std::vector<Wait>, std::greater<>> waits_;  // the earliest on top
-  PacketBudget budget_;
+  HostSweep::PacketBudget budget_;
   std::vector<AskedHost> hosts_;  // beside those of the targets
   std::uint32_t hostsAsked_ = 0;
-  std::vector<EndedHost> endedHosts_;  // and still stand in the neighbour table
-  std::size_t hostsReleased_ = 0;
   std::size_t running_ = 0;
   std::size_t ended_ = 0;
   std::size_t successful_ = 0;
-  bool isSliced_ = false;  // there are more hosts than the neighbour table has room for
   bool isStarting_ = false;
   std::unique_ptr<KX::TimeoutEvent> tick_;
 };

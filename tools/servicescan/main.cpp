@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
@@ -8,6 +9,7 @@
 #include "platform/loop/UvEventLoop.h"
 #include "program/Complaint.h"
 #include "program/StandardDescriptors.h"
+#include "program/Terminal.h"
 #include "tools/servicescan/Cookie.h"
 #include "tools/servicescan/Options.h"
 #include "tools/servicescan/PingProber.h"
@@ -16,6 +18,7 @@
 #include "tools/servicescan/SipProber.h"
 #include "tools/servicescan/SnmpProber.h"
 #include "tools/servicescan/StreamProber.h"
+#include "tools/servicescan/SweepCommand.h"
 #include "tools/servicescan/TargetFile.h"
 
 namespace ServiceScan {
@@ -58,7 +61,7 @@ XCode sweepAll(const Options& options, Targets& targets) {
   XCode result = loop.status();
   if (result.isSuccess()) result = giveCookies(targets.probes);
   if (result.isErr()) return result;
-  Neighbours neighbours;
+  HostSweep::Neighbours neighbours;
   Sweep sweep(loop, steadyMilliseconds, options.sweep, neighbours, targets);
   Sweep::Probers probers = makeProbers(loop, options, targets, sweep);
   const ProgressLine progress(loop, sweep, targets.probes.size());
@@ -80,9 +83,14 @@ int scan(const Options& options) {
   if (options.json) {
     printJson(targets, stdout);
   } else {
-    printTable(targets, stdout);
+    printTable(targets, styleOf(Terminal(STDOUT_FILENO)), stdout);
   }
   return finishOutput();
+}
+
+int sweepHosts(const Options& options) {
+  const XCode result = sweepAndPrint(options, styleOf(Terminal(STDOUT_FILENO)), stdout);
+  return result.isErr() ? complain(result.toString()) : finishOutput();
 }
 
 }  // namespace
@@ -103,6 +111,8 @@ int main(int argc, char* argv[]) {
       return print("servicescan " TOOL_VERSION "\n"_s);
     case Options::Command::SCAN:
       return scan(options);
+    case Options::Command::SWEEP:
+      return sweepHosts(options);
   }
   return EXIT_DONE;
 }

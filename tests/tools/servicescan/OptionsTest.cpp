@@ -145,5 +145,18 @@ TEST(OptionsTest, TheUsageNamesEveryOption) {
   }
 }
 
+TEST(OptionsTest, ASweepNeedsANetworkAndNoTargets) {
+  Options options;
+  ASSERT_TRUE(parse({"--sweep", "192.0.2.0/24", "--max-addresses", "17", "-j"}, options).isSuccess());
+  EXPECT_EQ(options.command, Options::Command::SWEEP);
+  EXPECT_EQ(options.sweepNetwork.toString(), "192.0.2.0");
+  EXPECT_EQ(options.sweepNetwork.getV4NetMaskAsBinaryUInt32(), 0xffffff00U);
+  EXPECT_EQ(options.maxAddresses, 17U);
+  EXPECT_EQ(errorOf({"--sweep", "192.0.2.0/24", "-t", "/targets"}), "--sweep takes no targets");
+  for (const char* const network : {"lan0", "192.0.2.0/33", "192.0.2", "192.0.2.0/"}) {
+    EXPECT_NE(errorOf({"--sweep", network}).view().find("expecting an address"), std::string_view::npos) << network;
+  }
+}
+
 }  // namespace
 }  // namespace ServiceScan

@@ -14,6 +14,9 @@ namespace {
 
 using Print = void (*)(const Targets&, std::FILE*);
 
+void printWidely(const Targets& targets, std::FILE* stream) { printTable(targets, {}, stream); }
+void printNarrowly(const Targets& targets, std::FILE* stream) { printTable(targets, {40}, stream); }
+
 class ReportTest : public testing::Test {
  protected:
   void addHost(const char* text, const char* reason = "") {
@@ -92,7 +95,7 @@ TEST_F(ReportTest, JsonIsValidWhateverStoodInTheFile) {
 
 TEST_F(ReportTest, TheTableHasALineForEachHost) {
   addExamples();
-  EXPECT_EQ(printed(printTable),
+  EXPECT_EQ(printed(printWidely),
             "ADDRESS     AVAILABLE              MISSING    MODEL\n"
             "192.0.2.20  http:80 snmp:161 ping  sip:5060   Varnel 7 \"Größe\"\n"
             "192.0.2.3\n"
@@ -100,14 +103,22 @@ TEST_F(ReportTest, TheTableHasALineForEachHost) {
             "192.0.2.4   sip:5060               https:443  Telephone\n");
 }
 
-TEST_F(ReportTest, WithoutHostsThereAreHeadings) {
-  EXPECT_EQ(printed(printTable), "ADDRESS  AVAILABLE  MISSING  MODEL\n");
+TEST_F(ReportTest, ANarrowTerminalKeepsAddressesAndWhatIsAvailable) {
+  addExamples();
+  EXPECT_EQ(printed(printNarrowly),
+            "ADDRESS     AVAILABLE      MODEL\n"
+            "192.0.2.20  http:80 snmp…  Varnel 7 \"Gr…\n"
+            "192.0.2.3\n"
+            "nonsense\n"
+            "192.0.2.4   sip:5060       Telephone\n");
 }
+
+TEST_F(ReportTest, WithoutHostsThereIsNoTable) { EXPECT_EQ(printed(printWidely), ""); }
 
 TEST_F(ReportTest, NothingInTheTableCommandsATerminal) {
   addHost("\x1b[2J\xff");
   addProbe("a\nb", 1).model = "m\x1b\x9b\r";
-  const std::string text = printed(printTable);
+  const std::string text = printed(printWidely);
   EXPECT_TRUE(isValidUtf8(text));
   for (const char c : text) EXPECT_TRUE(c == '\n' || (static_cast<unsigned char>(c) >= 0x20 && c != 0x7f)) << text;
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2);
@@ -116,7 +127,7 @@ TEST_F(ReportTest, NothingInTheTableCommandsATerminal) {
 TEST_F(ReportTest, ManyServicesMakeALongLine) {
   addHost("10.0.0.1");
   for (std::uint16_t port = 1; port <= 5000; ++port) addProbe("http", port);
-  const std::string text = printed(printTable);
+  const std::string text = printed(printWidely);
   EXPECT_NE(text.find(" http:5000"), std::string::npos);
 }
 

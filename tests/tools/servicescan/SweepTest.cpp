@@ -95,7 +95,7 @@ class FakeProber final : public Prober {
   const bool isToRepeat_;
 };
 
-class FakeNeighbours final : public Neighbours {
+class FakeNeighbours final : public HostSweep::Neighbours {
  public:
   explicit FakeNeighbours(const FakeNetwork& network) : network_(network) {}
 

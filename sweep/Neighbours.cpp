@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tools/servicescan/Neighbours.h"
+#include "sweep/Neighbours.h"
 
 #include <algorithm>
 
-namespace ServiceScan {
+namespace HostSweep {
 namespace {
 
 constexpr std::size_t DEFAULT_LIMIT = 1024;
@@ -32,4 +32,4 @@ bool Neighbours::drop(const std::vector<std::uint32_t>& addresses) {
   return true;
 }
 
-}  // namespace ServiceScan
+}  // namespace HostSweep

@@ -7,7 +7,7 @@
 
 #include "platform/net/NeighbourTable.h"
 
-namespace ServiceScan {
+namespace HostSweep {
 
 // What a scan may take of the kernel's table of IPv4 neighbours. It holds 1,024 by default, and a packet to one more is
 // dropped after a successful send, so a scan takes up only the room that there is and gives back what it has used. It
@@ -34,4 +34,4 @@ class Neighbours {
   bool isAllowed_ = true;
 };
 
-}  // namespace ServiceScan
+}  // namespace HostSweep
