@@ -43,7 +43,7 @@ class Scheduler : public RefCountedUnlessBeingDestroying {
   void onJobStatusUpdated(Property::Value value);
   JobList parseJobs(const Property::Value& descriptions);
   void deleteJobsMissingFrom(const JobList& newJobs);
-  void enterJob(const KXPtr<ScheduledJob>& job);
+  void enterJobs(const JobList& newJobs);
   void deleteTerminatedJobs();
   void addStatistics(InfoContainer& container, unsigned maxLevel, unsigned level, unsigned column) const;
 

@@ -1,15 +1,35 @@
 // SPDX-License-Identifier: Apache-2.0
 // Replacing and dropping the scheduler's plan.
-#include <algorithm>
-
 #include "discovery/common/Log.h"
 #include "discovery/scheduling/Scheduler.h"
+#include "platform/base/KXStringHashTable.h"
 
 namespace KX::NMS::Discovery {
 namespace {
 
-bool holdsId(const KXVector<KXPtr<ScheduledJob>>& jobs, const String& id) {
-  return std::any_of(jobs.begin(), jobs.end(), [&](const auto& job) { return job->toString() == id; });
+using Jobs = KXVector<KXPtr<ScheduledJob>>;
+
+// Where the first job of each id stands, so that a plan of many is not searched for each of them.
+KXStringHashTable<std::size_t> placesOf(const Jobs& jobs) {
+  KXStringHashTable<std::size_t> places;
+  for (std::size_t place = 0; place < jobs.size(); ++place) {
+    const String id = jobs[place]->toString();
+    if (places.find(id) == nullptr) places.set(id, place);
+  }
+  return places;
+}
+
+// Takes the jobs out of the list one by one, from the front, and lets each go after the action.
+template <class Action>
+void drain(Jobs& jobs, Action action) {
+  while (!jobs.isEmpty()) {
+    Jobs taken;
+    taken.swap(jobs);
+    for (KXPtr<ScheduledJob>& job : taken) {
+      action(job->toString());
+      job.reset();
+    }
+  }
 }
 
 }  // namespace
@@ -28,7 +48,7 @@ void Scheduler::updateJobDescriptions(const Property::Value& descriptions) {
     DISCOVERY_TRACE(1, logPrefix_, "No running job to cancel");
   }
   deleteJobsMissingFrom(newJobs);
-  for (const KXPtr<ScheduledJob>& job : newJobs) enterJob(job);
+  enterJobs(newJobs);
   deleteTerminatedJobs();
   DISCOVERY_TRACE(1, logPrefix_, "Update processed");
 }
@@ -45,36 +65,40 @@ Scheduler::JobList Scheduler::parseJobs(const Property::Value& descriptions) {
 }
 
 void Scheduler::deleteJobsMissingFrom(const JobList& newJobs) {
-  for (std::size_t index = 0; index < scheduledJobs_.size();) {
-    const String id = scheduledJobs_[index]->toString();
-    if (holdsId(newJobs, id)) {
-      ++index;
+  const KXStringHashTable<std::size_t> wanted = placesOf(newJobs);
+  JobList jobs;
+  jobs.swap(scheduledJobs_);
+  for (KXPtr<ScheduledJob>& job : jobs) {
+    const String id = job->toString();
+    if (wanted.find(id) != nullptr) {
+      scheduledJobs_.add(job);
       continue;
     }
     DISCOVERY_TRACE(1, logPrefix_, "Deleting scheduled job: %s", id.c_str());
-    scheduledJobs_.removeAt(index);
+    job.reset();
   }
 }
 
 // Kept on purpose: the search meets entries of the same update too, so the last of equal ids wins, and it stops at the
 // first match, so of a job that is listed twice the second entry stays.
-void Scheduler::enterJob(const KXPtr<ScheduledJob>& job) {
-  const String id = job->toString();
-  for (KXPtr<ScheduledJob>& known : scheduledJobs_) {
-    if (!(known->toString() == id)) continue;
-    DISCOVERY_TRACE(1, logPrefix_, "Updating scheduled job: %s", id.c_str());
-    known = job;
-    return;
+void Scheduler::enterJobs(const JobList& newJobs) {
+  KXStringHashTable<std::size_t> places = placesOf(scheduledJobs_);
+  for (const KXPtr<ScheduledJob>& job : newJobs) {
+    const String id = job->toString();
+    if (const std::size_t* place = places.find(id)) {
+      DISCOVERY_TRACE(1, logPrefix_, "Updating scheduled job: %s", id.c_str());
+      scheduledJobs_[*place] = job;
+    } else {
+      DISCOVERY_TRACE(1, logPrefix_, "Adding new scheduled job: %s", id.c_str());
+      places.set(id, scheduledJobs_.size());
+      scheduledJobs_.add(job);
+    }
   }
-  DISCOVERY_TRACE(1, logPrefix_, "Adding new scheduled job: %s", id.c_str());
-  scheduledJobs_.add(job);
 }
 
 void Scheduler::deleteTerminatedJobs() {
-  while (!terminatedJobs_.isEmpty()) {
-    DISCOVERY_TRACE(1, logPrefix_, "Deleting terminated job: %s", terminatedJobs_[0]->toString().c_str());
-    terminatedJobs_.removeAt(0);
-  }
+  drain(terminatedJobs_,
+        [this](const String& id) { DISCOVERY_TRACE(1, logPrefix_, "Deleting terminated job: %s", id.c_str()); });
 }
 
 void Scheduler::clear() {
@@ -84,10 +108,8 @@ void Scheduler::clear() {
     DISCOVERY_TRACE(1, logPrefix_, "Cancelling running job: %s", runningJob_->toString().c_str());
     cancelRunningJob();
   }
-  while (!scheduledJobs_.isEmpty()) {
-    DISCOVERY_TRACE(1, logPrefix_, "Deleting scheduled job: %s", scheduledJobs_[0]->toString().c_str());
-    scheduledJobs_.removeAt(0);
-  }
+  drain(scheduledJobs_,
+        [this](const String& id) { DISCOVERY_TRACE(1, logPrefix_, "Deleting scheduled job: %s", id.c_str()); });
   deleteTerminatedJobs();
 }
 

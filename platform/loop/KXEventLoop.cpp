@@ -33,8 +33,13 @@ void* KXEventLoop::findService(const std::type_info& kind) const {
   return nullptr;
 }
 
-// Defined here and not with the clock: the present belongs to the loop.
+// Defined here and not with the clock: the present belongs to the loop. One that asks here for it means the system's.
 KX::Clock KX::Clock::NOW() {
+  thread_local bool isAskingLoop = false;
   const KXEventLoop* loop = KXEventLoop::current();
-  return loop == nullptr ? system() : loop->now();
+  if (loop == nullptr || isAskingLoop) return system();
+  isAskingLoop = true;
+  const Clock now = loop->now();
+  isAskingLoop = false;
+  return now;
 }

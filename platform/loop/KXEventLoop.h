@@ -17,8 +17,8 @@ namespace KX {
 class TimeoutEvent {
  public:
   virtual ~TimeoutEvent() = default;
-  // Starts anew. A repeating event keeps its rhythm: one that comes late is not made up for. fireNow calls the handler
-  // in the loop's next turn as well.
+  // Starts anew. A repeating event comes again a full period after it came: one that is late is not made up for, and
+  // moves those after it. fireNow calls the handler in the loop's next turn as well.
   virtual void start(std::uint64_t milliseconds, bool repeat, bool fireNow) = 0;
   virtual void stop() = 0;
 };
@@ -61,8 +61,9 @@ class KXEventLoop {
                                                                 std::function<void(unsigned)> handler) = 0;
   // Calls the handler in the loop's own time whenever the process has got the signal.
   virtual std::unique_ptr<KX::WatchEvent> createSignalEvent(int signal, Handler handler) = 0;
-  // The present. Setting the wall clock moves it, but no timer: those follow a clock of their own.
-  virtual KX::Clock now() const = 0;
+  // The present, which Clock::NOW gives on the loop's thread: the system's, unless the loop has a time of its own.
+  // Setting the wall clock moves it, but no timer: those follow a clock of their own.
+  virtual KX::Clock now() const { return KX::Clock::system(); }
 
   // Hangs a service of the given kind on the loop, in place of the one before; null takes it away. Not owned.
   template <class T>

@@ -42,13 +42,13 @@ class TimerQueue::Timer final : public TimeoutEvent {
   auto rank() const { return std::tuple(due_, priority_, start_); }
 
   // Goes on to the next due time, outside the queue; false when there is none.
-  bool moveOn(Milliseconds now) {
+  bool moveOn() {
     if (std::exchange(isExtra_, false)) {
       due_ = regular_;
       return true;
     }
     if (period_ == 0) return false;
-    due_ += ((now - due_) / period_ + 1) * period_;
+    due_ = queue_.dueAfter(static_cast<std::uint64_t>(period_));
     return true;
   }
 
@@ -93,7 +93,7 @@ void TimerQueue::fireDue() {
   while (!firing_.empty()) {
     auto node = firing_.extract(firing_.begin());
     Timer& timer = *node.value();
-    if (timer.moveOn(now)) waiting_.insert(std::move(node));
+    if (timer.moveOn()) waiting_.insert(std::move(node));
     timer.call();
   }
   earliestChanged_();

@@ -242,6 +242,4 @@ std::unique_ptr<WatchEvent> UvEventLoop::createSignalEvent(int signal, Handler h
   return uv_signal_start(&watch.release()->handle, onSignal, signal) == 0 ? std::move(event) : nullptr;
 }
 
-Clock UvEventLoop::now() const { return Clock::system(); }
-
 }  // namespace KX

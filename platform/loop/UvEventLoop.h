@@ -32,7 +32,6 @@ class UvEventLoop final : public KXEventLoop {
                                                     std::function<void(unsigned)> handler) override;
   // Null for a signal that cannot be caught.
   std::unique_ptr<WatchEvent> createSignalEvent(int signal, Handler handler) override;
-  Clock now() const override;
 
  private:
   struct Core;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Replacing the plan.
+#include "tests/Effort.h"
 #include "tests/discovery/common/Golden.h"
 #include "tests/discovery/scheduling/SchedulerFixture.h"
 
@@ -158,6 +159,39 @@ TEST_F(SchedulerUpdateTest, WholeCourseOfAnUpdateThatMeetsARunningJob) {
   update(R"([{"id":"b","scanType":"node","schedule":"0 0 3 * * *"},{"id":"a"}])");
   device_.loop.settle();
   EXPECT_TRUE(equalsGolden(device_.log.takeLines(), "logs/update-meets-running-job.txt"));
+}
+
+// Jobs with the numbers from first on, the highest first.
+Property::Value planOf(int first, int count) {
+  Property::Value plan = Property::Value::array();
+  for (int number = first + count; number-- > first;) {
+    Property::Value description = json(R"({"scanType":"node","schedule":"0 0 3 * * *"})");
+    description["id"] = String::format("%d", number);
+    plan.add(description);
+  }
+  return plan;
+}
+
+TEST_F(SchedulerUpdateTest, LargePlanIsReplacedInProportionToItsSize) {
+  struct Replacement {
+    KXPtr<Scheduler> scheduler;
+    Property::Value plan;
+  };
+  device_.log.setVerbosity(0);
+  const auto effort = [this](int count) {
+    const auto prepare = [&] {
+      auto replacement = std::make_unique<Replacement>();
+      replacement->scheduler = KXPtr<Scheduler>(new Scheduler(device_.loop, device_.repository));
+      replacement->scheduler->updateJobDescriptions(planOf(0, count));
+      replacement->plan = planOf(count / 2, count);
+      return replacement;
+    };
+    return effortOf(prepare, [](Replacement& replacement) {
+      replacement.scheduler->updateJobDescriptions(replacement.plan);
+      replacement.scheduler->clear();
+    });
+  };
+  EXPECT_LT(effort(16000), 20 * effort(2000));
 }
 
 }  // namespace

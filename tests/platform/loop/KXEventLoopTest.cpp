@@ -214,4 +214,44 @@ TYPED_TEST(KXEventLoopTest, AServiceOfItsOwnIsMadeOnFirstUseAndGoesWithTheLoop) 
   EXPECT_EQ(other.template ownService<Counter>().count, 7);
 }
 
+// A host's own loop, as far as the time goes.
+class OwnLoop : public KXEventLoop {
+ public:
+  void run() override {}
+  void stop() override {}
+  void post(Handler) override {}
+  std::unique_ptr<KX::TimeoutEvent> createTimeoutEvent(unsigned, Handler) override { return nullptr; }
+  std::unique_ptr<KX::WatchEvent> createDescriptorEvent(int, unsigned, std::function<void(unsigned)>) override {
+    return nullptr;
+  }
+  std::unique_ptr<KX::WatchEvent> createSignalEvent(int, Handler) override { return nullptr; }
+};
+
+class OwnLoopThatAsksForThePresent final : public OwnLoop {
+ public:
+  KX::Clock now() const override { return KX::Clock::NOW(); }
+};
+
+template <class Loop>
+void expectSystemTime() {
+  const Loop loop;
+  const KX::Clock before = KX::Clock::system();
+  for (const KX::Clock& now : {loop.now(), KX::Clock::NOW(), KX::Clock::NOW()}) {
+    EXPECT_GE(now.toTime(), before.toTime());
+    EXPECT_LE(now.toTime(), KX::Clock::system().toTime());
+  }
+}
+
+TEST(OwnLoopTest, HasTheTimeOfTheSystemWhateverItSaysOfIt) {
+  expectSystemTime<OwnLoop>();
+  expectSystemTime<OwnLoopThatAsksForThePresent>();
+}
+
+TEST(OwnLoopTest, ThatAsksForThePresentDoesNotHideAnotherLoopsTime) {
+  const OwnLoopThatAsksForThePresent own;
+  static_cast<void>(KX::Clock::NOW());
+  const KX::Testing::VirtualEventLoop other(KX::Clock(5));
+  EXPECT_EQ(KX::Clock::NOW(), KX::Clock(5));
+}
+
 }  // namespace

@@ -89,19 +89,29 @@ TEST_F(TimerQueueTest, OnceMeansOnce) {
 TEST_F(TimerQueueTest, RepeatingKeepsItsRhythm) {
   const auto a = timer('a');
   a->start(10, true, false);
-  fireAt(10);
-  fireAt(23);
-  EXPECT_EQ(queue.earliest(), 30);
-  fireAt(30);
+  for (int time : {10, 20, 30}) {
+    EXPECT_EQ(queue.earliest(), time);
+    fireAt(time);
+  }
   EXPECT_EQ(log, "aaa");
 }
 
-TEST_F(TimerQueueTest, WhatComesTooLateIsNotMadeUpFor) {
+TEST_F(TimerQueueTest, WhatComesTooLateIsNotMadeUpForAndTheNextComesAFullPeriodLater) {
   const auto a = timer('a');
   a->start(10, true, false);
   fireAt(57);
   EXPECT_EQ(log, "a");
-  EXPECT_EQ(queue.earliest(), 60);
+  EXPECT_EQ(queue.earliest(), 67);
+}
+
+TEST_F(TimerQueueTest, TimerThatAnotherOnesHandlerHeldUpComesAFullPeriodAfterItsOwnCall) {
+  const auto slow = queue.create(0, [this] { present += 7500; });
+  const auto a = timer('a', 1);
+  slow->start(10, false, false);
+  a->start(10, true, false);
+  fireAt(10);
+  EXPECT_EQ(log, "a");
+  EXPECT_EQ(queue.earliest(), 28);
 }
 
 TEST_F(TimerQueueTest, FireNowIsAnExtraCallInTheNextTurn) {
