@@ -40,6 +40,11 @@ XCode KXFile::open(int flags, unsigned permissions) {
   return result;
 }
 
+void KXFile::use(int descriptor) {
+  static_cast<void>(close());
+  descriptor_ = descriptor;
+}
+
 XCode KXFile::write(std::string_view text) {
   if (!isOpen()) return XCode::fromErrno(EBADF);
   while (!text.empty()) {

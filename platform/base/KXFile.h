@@ -22,6 +22,8 @@ class KXFile {
 
   // The flags of open(2), and the permission bits of a file that it creates. An open file is closed first.
   [[nodiscard]] XCode open(int flags, unsigned permissions);
+  // Takes a descriptor that is open already, such as stdin's.
+  void use(int descriptor);
   [[nodiscard]] XCode write(std::string_view text);
   [[nodiscard, gnu::format(printf, 2, 3)]] XCode writeF(const char* format, ...);
   // Reads from the current position up to the end, or up to limit bytes; endOfFile says which of the two it was.

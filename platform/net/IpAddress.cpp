@@ -58,6 +58,11 @@ XCode IpAddress::setSubnetAsString(const String& text) {
   return XCode();
 }
 
+void IpAddress::setV4AddrAsBinaryUInt32(std::uint32_t address) {
+  address_ = address;
+  prefix_ = HOST_PREFIX;
+}
+
 std::uint32_t IpAddress::getV4NetMaskAsBinaryUInt32() const {
   // Shifting by the whole width is undefined.
   return prefix_ == 0 ? 0 : ~std::uint32_t{0} << (HOST_PREFIX - prefix_);

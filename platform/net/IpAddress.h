@@ -19,6 +19,9 @@ class IpAddress {
   // Dotted quad, slash, 0 to 32; the host bits are kept but do not count. On an error it is left untouched.
   [[nodiscard]] XCode setSubnetAsString(const String& text);
 
+  // The subnet of one address, in host byte order.
+  void setV4AddrAsBinaryUInt32(std::uint32_t address);
+
   // All in host byte order.
   std::uint32_t getV4AddrAsBinaryUInt32() const { return address_; }
   std::uint32_t getV4NetAddrAsBinaryUInt32() const { return address_ & getV4NetMaskAsBinaryUInt32(); }

@@ -127,7 +127,7 @@ class Discovery(DiscoveryTest):
 
     def test_a_result_that_cannot_be_written_is_status_1(self):
         with open("/dev/full", "w") as full:
-            result = subprocess.run([CLIENT, "-j", "-i", "lan0", "--timeout", "200"], stdout=full, stderr=subprocess.PIPE)
+            result = subprocess.run([CLIENT, "-j", "-i", "lan0", "--timeout", "1600"], stdout=full, stderr=subprocess.PIPE)
         self.assertEqual((result.returncode, result.stderr), (
             1, b"discovery-client: cannot write the result: No space left on device\n"))
 
@@ -211,8 +211,16 @@ for i in range(2000):
         self.assertEqual([node["physicalAddress"] for node in self.scan()], [device.mac])
 
     def test_the_time_can_be_chosen(self):
-        self.client("-j", "-i", "lan0", "--timeout", "500")
-        self.assertLess(self.seconds, 0.6)
+        device = self.device()
+        self.respond(device)
+        found = json.loads(self.client("-j", "-i", "lan0", "--timeout", "1600"))["nodes"]
+        self.assertEqual([node["ipAddress"] for node in found], [device.address])
+        self.assertLess(self.seconds, 1.7)
+
+    def test_a_time_in_which_a_device_need_not_answer_is_refused(self):
+        for milliseconds in ("100", "500", "1599"):
+            self.assertIn("expecting a --timeout of at least 1600 for a scan",
+                          self.client("-j", "-i", "lan0", "--timeout", milliseconds, status=2))
 
 
 class Actions(DiscoveryTest):

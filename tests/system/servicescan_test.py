@@ -590,11 +590,11 @@ class TargetsAndResults(ServiceScan):
                 self.assertEqual(service["successful"], expected, node)
 
     def test_what_cannot_be_asked_has_a_reason_and_a_line(self):
-        lines = ["127.7.1.1 ftp:21 ping:0 http:0", "", "printer ping:0", "127.7.1.2 sip:65536 http", "127.7.1.300 x:1",
+        lines = ["127.7.1.1 ftp:21 ping:0 http:0", "", "printer ping:0", "127.7.1.2 sip:65536 http:", "127.7.1.300 x:1",
                  "127.7.1.1 ping:0"]
         nodes = self.scan(lines, *QUICK, complaints="".join(f"servicescan: warning: line {line}\n" for line in (
             "1: Unknown service: ftp:21", "1: Invalid port: http:0", "3: Not an IPv4 address: printer",
-            "4: Invalid port: sip:65536", "4: Invalid port: http", "5: Not an IPv4 address: 127.7.1.300",
+            "4: Invalid port: sip:65536", "4: Invalid port: http:", "5: Not an IPv4 address: 127.7.1.300",
             "5: Unknown service: x:1")))
 
         def service(name, port, reason=None):
@@ -611,11 +611,37 @@ class TargetsAndResults(ServiceScan):
 
     def test_bytes_of_any_kind_are_no_harm(self):
         status, output, errors = self.run_tool("-j", "-t", self.file("127.0.0.1\0 ping:0", "\udcff\udce9 \udcc3:1", "\x1b[2J"))
-        self.assertEqual((status, len(json.loads(output)["nodes"])), (0, 3))
+        self.assertEqual((status, len(json.loads(output)["nodes"])), (1, 3))
         self.assertNotRegex(errors, "[\0-\t\v-\x1f\x7f-\x9f]")
 
+    def test_a_file_of_which_every_line_is_wrong_is_status_1(self):
+        for lines in (["printer ping"], ["127.7.1.1 ftp:21 http:0", "", "127.7.1.300 ping"]):
+            status, output, errors = self.run_tool("-j", "-t", self.file(*lines))
+            self.assertEqual((status, errors.splitlines()[-1]), (1, "servicescan: every line is wrong"))
+            self.assertNotIn("true", output)
+        self.assertEqual(self.run_tool("-j", "-t", self.file("printer ping", "127.7.1.1 ping"))[0], 0)
+
+    def test_the_port_of_ping_is_not_used(self):
+        self.assertEqual(self.outcomes(["127.7.1.1 ping ping:70000 ping:-1 ping:x ping:7"], *QUICK), [True] * 5)
+
+    def test_the_file_may_be_stdin(self):
+        tool = subprocess.run([TOOL, "-j", "-t", "-"], input=b"# the printers\n127.7.4.1 ping\n", capture_output=True,
+                              timeout=HANG_SECONDS, check=True)
+        self.assertEqual([node["ipAddress"] for node in json.loads(tool.stdout)["nodes"]], ["127.7.4.1"])
+
+    def test_hosts_may_stand_on_the_command_line(self):
+        self.serve("127.7.5.2", 80, answer_with(HEAD))
+        self.reply("127.7.5.3", 1161, snmp)
+        status, output, errors = self.run_tool("-j", *QUICK, "127.7.5.0/29", "http", "snmp:1161", "127.7.6.1")
+        self.assertEqual((status, errors), (0, ""))
+        found = {node["ipAddress"]: [service["service"] for service in node["services"] if service["successful"]]
+                 for node in json.loads(output)["nodes"]}
+        self.assertEqual(found, {**{f"127.7.5.{host}": [] for host in range(1, 7)}, "127.7.6.1": [], "127.7.5.2": ["http"],
+                                 "127.7.5.3": ["snmp"]})
+        self.assertRegex(self.run_tool(*QUICK, "127.7.5.9")[1], r"\n127\.7\.5\.9 +ping +http:80 https:443 snmp:161 sip:5060\n")
+
     def test_an_empty_file_has_no_nodes(self):
-        for lines in ([], ["", "  \t\r"]):
+        for lines in ([], ["", "  \t\r"], ["# nobody"]):
             self.assertEqual(self.run_tool("-j", "-t", self.file(*lines)), (0, '{"nodes":[]}\n', ""))
 
     def test_a_file_that_cannot_be_read_is_status_1_and_one_line(self):
@@ -623,7 +649,8 @@ class TargetsAndResults(ServiceScan):
             self.assertEqual(self.run_tool("-j", "-t", path), (1, "", f"servicescan: {path}: {reason}\n"))
 
     def test_a_wrong_command_line_is_status_2_and_one_line(self):
-        for arguments in ([], ["-j"], ["-t"], ["-t", "x", "more"], ["-t", "x", "--fast"], ["-t", "x", "--tries", "0"]):
+        for arguments in ([], ["-j"], ["-t"], ["-t", "x", "127.0.0.1"], ["127.0.0.1", "htp"], ["http"],
+                          ["127.0.0.0/8"], ["127.0.0.1", "http:0"], ["-t", "x", "--fast"], ["-t", "x", "--tries", "0"]):
             status, output, errors = self.run_tool(*arguments)
             self.assertEqual((status, output, errors.count("\n")), (2, "", 1), arguments)
             self.assertTrue(errors.startswith("servicescan: "))

@@ -6,11 +6,14 @@
 
 #include "platform/net/IpAddress.h"
 #include "program/CommandLine.h"
+#include "tools/protocol/Protocol.h"
 
 namespace DeviceDiscovery::Client {
 namespace {
 
 constexpr std::uint32_t LEAST_TIMEOUT_MS = 100;
+// Less would leave out devices that are there: answers are spread over LEISURE_MS, and their MAC addresses take time.
+constexpr std::uint32_t LEAST_SCAN_TIMEOUT_MS = LEISURE_MS + 600;
 constexpr std::uint32_t MAX_TIMEOUT_MS = 60'000;
 
 // What was given, and what of it chooses the command.
@@ -83,7 +86,9 @@ XCode chooseCommand(const Given& given) {
   if (!given.device) {
     if (given.blink || given.onboard) return XCode::error("expecting -d ADDRESS"_s);
     if (options.interface.isEmpty()) return XCode::error("expecting -i INTERFACE or -d ADDRESS"_s);
-    return XCode();
+    if (options.timeoutMs == 0 || options.timeoutMs >= LEAST_SCAN_TIMEOUT_MS) return XCode();
+    return XCode::error(String::format(
+        "expecting a --timeout of at least %u for a scan: devices take a second to answer", LEAST_SCAN_TIMEOUT_MS));
   }
   if (!options.interface.isEmpty() || options.json) return XCode::error("-d goes with neither -i nor -j"_s);
   if (given.blink == given.onboard) return XCode::error("expecting one of -b and -o KEY[:SERVER]"_s);

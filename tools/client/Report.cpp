@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/client/Report.h"
 
+#include "platform/net/IpAddress.h"
 #include "platform/property/Value.h"
 #include "platform/text/Printable.h"
 
@@ -10,7 +11,9 @@ namespace {
 using KX::Property::Value;
 
 String toDottedQuad(std::uint32_t address) {
-  return String::format("%u.%u.%u.%u", address >> 24U, address >> 16U & 0xffU, address >> 8U & 0xffU, address & 0xffU);
+  IpAddress result;
+  result.setV4AddrAsBinaryUInt32(address);
+  return result.toString();
 }
 
 Value describe(std::uint32_t address, const Device& device) {

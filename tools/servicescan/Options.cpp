@@ -36,7 +36,7 @@ CommandOptions scanOptionsOf(Options& options) {
       {.name = "targets",
        .letter = 't',
        .value = "FILE",
-       .help = "what to ask (required)",
+       .help = "what to ask, from a file; from stdin where it is \"-\"",
        .take = setText(options.targetFile)},
       {.name = "json",
        .letter = 'j',
@@ -87,14 +87,14 @@ CommandOptions optionsOf(Options& options) {
 
 XCode parseOptions(int argc, char* const argv[], Options& options) {
   CommandRequest request = CommandRequest::RUN;
-  XCode result = readCommandLine(argc, argv, optionsOf(options), request);
+  XCode result = readCommandLine(argc, argv, optionsOf(options), request, &options.targets);
   if (result.isErr()) return result;
   if (request != CommandRequest::RUN) {
     options.command = request == CommandRequest::HELP ? Options::Command::HELP : Options::Command::VERSION;
   } else if (options.command == Options::Command::SWEEP) {
-    if (!options.targetFile.isEmpty()) return XCode::error("--sweep takes no targets"_s);
-  } else if (options.targetFile.isEmpty()) {
-    return XCode::error("expecting -t FILE"_s);
+    if (!options.targetFile.isEmpty() || !options.targets.empty()) return XCode::error("--sweep takes no targets"_s);
+  } else if (options.targetFile.isEmpty() == options.targets.empty()) {
+    return XCode::error("expecting targets, or -t FILE with targets"_s);
   }
   return result;
 }
@@ -102,12 +102,15 @@ XCode parseOptions(int argc, char* const argv[], Options& options) {
 String usage() {
   Options options;
   return String::format(
-      "Usage: servicescan [OPTION]... -t FILE\n"
+      "Usage: servicescan [OPTION]... TARGET... [SERVICE[:PORT]]...\n"
+      "       servicescan [OPTION]... -t FILE\n"
       "       servicescan [-j] [--rate N] --sweep PREFIX\n"
       "Asks hosts for services and prints which of them answer.\n"
       "\n"
-      "FILE has one host a line: its IPv4 address, then services with their ports:\n"
-      "  192.0.2.20 http:80 http:8080 https:443 snmp:161 sip:5060 ping:0\n"
+      "A target is an IPv4 address, or a prefix such as 192.0.2.0/24. The services are ping, http, https, snmp\n"
+      "and sip, each at its usual port unless one is given; without any, all are asked for.\n"
+      "FILE has one host a line, its address and then services; a line that begins with # does not count:\n"
+      "  192.0.2.20 http:80 http:8080 https snmp sip:5060 ping\n"
       "\n%s%s",
       describeOptions(optionsOf(options)).c_str(), describeStandardOptions().c_str());
 }

@@ -14,6 +14,7 @@ struct Options {
 
   Command command = Command::SCAN;
   String targetFile;
+  std::vector<String> targets;  // addresses, prefixes and services, in the place of a file
   IpAddress sweepNetwork;
   std::uint32_t maxAddresses = 4096;  // of a sweep
   bool json = false;

@@ -2,15 +2,15 @@
 #include "tools/servicescan/TargetFile.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
-#include <array>
-#include <optional>
+#include <algorithm>
 
 #include "platform/base/KXFile.h"
 #include "platform/net/IpAddress.h"
-#include "platform/text/Decimal.h"
 #include "platform/text/Printable.h"
 #include "platform/text/Utf8.h"
+#include "tools/servicescan/ServiceWord.h"
 
 namespace ServiceScan {
 namespace {
@@ -18,47 +18,12 @@ namespace {
 using Complain = std::function<void(const String&)>;
 
 constexpr char BLANKS[] = " \t\r\v\f";
-constexpr std::array<std::string_view, SERVICES> NAMES = {"ping", "http", "https", "snmp", "sip"};
-
-// A name that many probes share needs no memory of its own.
-String nameOf(std::string_view text) {
-  static const std::array<String, SERVICES> SHARED = {"ping"_s, "http"_s, "https"_s, "snmp"_s, "sip"_s};
-  for (std::size_t index = 0; index < SERVICES; ++index) {
-    if (text == NAMES[index]) return SHARED[index];
-  }
-  return toValidUtf8(text);
-}
-
-std::optional<Service> serviceOf(std::string_view name) {
-  for (std::size_t index = 0; index < SERVICES; ++index) {
-    if (name == NAMES[index]) return static_cast<Service>(index);
-  }
-  return std::nullopt;
-}
-
 // Cuts the text up to the next separator off the front.
 std::string_view takeUpTo(std::string_view separators, std::string_view& text) {
   const std::size_t end = std::min(text.find_first_of(separators), text.size());
   const std::string_view taken = text.substr(0, end);
   text.remove_prefix(std::min(end + 1, text.size()));
   return taken;
-}
-
-Probe readProbe(std::string_view pair) {
-  Probe probe{};
-  const std::size_t colon = pair.rfind(':');
-  const std::string_view name = pair.substr(0, colon);
-  probe.name = nameOf(name);
-  const auto port = KX::readDecimal<std::uint16_t>(colon == std::string_view::npos ? "" : pair.substr(colon + 1));
-  probe.port = port.value_or(0);
-  const std::optional<Service> service = serviceOf(name);
-  if (!service) {
-    probe.reason = "Unknown service"_s;
-  } else if (!port || (probe.port == 0 && service != Service::PING)) {
-    probe.reason = "Invalid port"_s;
-  }
-  probe.service = service.value_or(Service::PING);
-  return probe;
 }
 
 class LineReader {
@@ -71,6 +36,7 @@ class LineReader {
     while (!line.empty()) {
       const std::string_view word = takeUpTo(BLANKS, line);
       if (word.empty()) continue;
+      if (isFirst && word.front() == '#') return;
       isFirst ? addHost(word) : addProbe(word);
       isFirst = false;
     }
@@ -90,7 +56,7 @@ class LineReader {
   }
 
   void addProbe(std::string_view word) {
-    Probe probe = readProbe(word);
+    Probe probe = readService(word);
     probe.host = static_cast<std::uint32_t>(targets_.hosts.size() - 1);
     if (!probe.reason.isEmpty()) complain(probe.reason, word);
     if (!targets_.hosts.back().reason.isEmpty()) probe.reason = targets_.hosts.back().reason;
@@ -111,17 +77,32 @@ class LineReader {
 }  // namespace
 
 XCode readTargets(const String& path, const Complain& complain, Targets& targets) {
-  KXFile file(path, true, false);
-  XCode result = file.open(O_RDONLY, 0);
-  if (result.isErr()) return result;
-  LineReader reader(targets, complain);
+  const bool isStdin = path == "-";
+  KXFile file(path, !isStdin, false);
+  XCode result;
+  if (isStdin) {
+    file.use(STDIN_FILENO);
+  } else {
+    result = file.open(O_RDONLY, 0);
+  }
   String content;
   bool endOfFile = false;
-  result = file.read(content, endOfFile);
+  if (result.isSuccess()) result = file.read(content, endOfFile);
   if (result.isErr()) return result;
   if (!endOfFile) return XCode::error("File too large");
+  LineReader reader(targets, complain);
   for (std::string_view text = content; !text.empty();) reader.read(takeUpTo("\n", text));
   return XCode();
+}
+
+bool isAllWrong(const Targets& targets) {
+  const auto isWrong = [&](const Host& host) {
+    const auto first = targets.probes.begin() + host.firstProbe;
+    const auto end = targets.probes.begin() + host.endProbe;
+    const bool isRefused = std::all_of(first, end, [](const Probe& probe) { return !probe.reason.isEmpty(); });
+    return !host.reason.isEmpty() || (first != end && isRefused);
+  };
+  return !targets.hosts.empty() && std::all_of(targets.hosts.begin(), targets.hosts.end(), isWrong);
 }
 
 }  // namespace ServiceScan

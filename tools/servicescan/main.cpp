@@ -19,6 +19,7 @@
 #include "tools/servicescan/SnmpProber.h"
 #include "tools/servicescan/StreamProber.h"
 #include "tools/servicescan/SweepCommand.h"
+#include "tools/servicescan/TargetArguments.h"
 #include "tools/servicescan/TargetFile.h"
 
 namespace ServiceScan {
@@ -72,11 +73,18 @@ XCode sweepAll(const Options& options, Targets& targets) {
 
 int scan(const Options& options) {
   Targets targets;
-  XCode result = readTargets(options.targetFile, warn, targets);
-  if (result.isErr()) {
-    result.extendString(options.targetFile, ": ");
-    return complain(result.toString());
+  XCode result;
+  if (options.targetFile.isEmpty()) {
+    result = readTargets(options.targets, targets);
+    if (result.isErr()) return complainOfUsage(result.toString());
+  } else {
+    result = readTargets(options.targetFile, warn, targets);
+    if (result.isErr()) {
+      result.extendString(options.targetFile, ": ");
+      return complain(result.toString());
+    }
   }
+  const bool isNothingToAsk = isAllWrong(targets);
   raiseDescriptorLimit();
   result = sweepAll(options, targets);
   if (result.isErr()) return complain(result.toString());
@@ -85,7 +93,8 @@ int scan(const Options& options) {
   } else {
     printTable(targets, styleOf(Terminal(STDOUT_FILENO)), stdout);
   }
-  return finishOutput();
+  const int status = finishOutput();
+  return status == EXIT_DONE && isNothingToAsk ? complain("every line is wrong"_s) : status;
 }
 
 int sweepHosts(const Options& options) {

@@ -51,7 +51,15 @@ TEST(OptionsTest, AnInterfaceIsAskedForItsDevices) {
   EXPECT_EQ(options.interface, "lan0");
   EXPECT_TRUE(options.json);
   EXPECT_EQ(options.timeoutMs, 0U);
-  EXPECT_EQ(parsed({"--interface=lan0", "--timeout", "1500"}).timeoutMs, 1500U);
+  EXPECT_EQ(parsed({"--interface=lan0", "--timeout", "1600"}).timeoutMs, 1600U);
+}
+
+TEST(OptionsTest, AScanHasTheTimeThatDevicesTake) {
+  for (const char* milliseconds : {"100", "500", "1599"}) {
+    EXPECT_EQ(errorOf({"-i", "lan0", "--timeout", milliseconds}),
+              "expecting a --timeout of at least 1600 for a scan: devices take a second to answer");
+  }
+  EXPECT_EQ(parsed({"-d", "10.0.0.1", "-b", "--timeout", "100"}).timeoutMs, 100U);
 }
 
 TEST(OptionsTest, ADeviceIsMadeToBlink) {

@@ -38,6 +38,13 @@ TEST(OptionsTest, AFileIsEnough) {
   EXPECT_EQ(options.sweep.packetsPerSecond, 0U);
 }
 
+TEST(OptionsTest, TargetsStandInThePlaceOfAFile) {
+  Options options;
+  ASSERT_TRUE(parse({"10.0.0.0/24", "-j", "http", "--", "snmp:161"}, options).isSuccess());
+  EXPECT_EQ(options.targets, (std::vector<String>{"10.0.0.0/24", "http", "snmp:161"}));
+  EXPECT_TRUE(options.targetFile.isEmpty());
+}
+
 TEST(OptionsTest, EachOptionIsTaken) {
   Options options;
   ASSERT_TRUE(parse({"--targets=/t", "--json", "--timeout", "250", "--tries", "3", "--community", "s3cret",
@@ -81,8 +88,8 @@ TEST(OptionsTest, HelpAndVersionNeedNoFile) {
 }
 
 TEST(OptionsTest, WithoutAFileThereIsNothingToDo) {
-  EXPECT_EQ(errorOf({}), "expecting -t FILE");
-  EXPECT_EQ(errorOf({"-j"}), "expecting -t FILE");
+  EXPECT_EQ(errorOf({}), "expecting targets, or -t FILE with targets");
+  EXPECT_EQ(errorOf({"-j"}), "expecting targets, or -t FILE with targets");
   EXPECT_EQ(errorOf({"-t", ""}), "unusable value for --targets: \"\", expecting FILE");
 }
 
@@ -93,7 +100,7 @@ TEST(OptionsTest, WhatIsNotUnderstoodIsNamed) {
   EXPECT_EQ(errorOf({"-jx"}), "unknown option: -x");
   EXPECT_EQ(errorOf({"--json=yes"}), "--json takes no value");
   EXPECT_EQ(errorOf({"--patient=yes"}), "--patient takes no value");
-  EXPECT_EQ(errorOf({"-t", "/t", "more"}), "unexpected argument after the options");
+  EXPECT_EQ(errorOf({"-t", "/t", "10.0.0.1"}), "expecting targets, or -t FILE with targets");
   EXPECT_EQ(errorOf({"-t"}), "-t needs a value: FILE");
   EXPECT_EQ(errorOf({"--rate"}), "--rate needs a value: N");
 }

@@ -108,16 +108,43 @@ TEST_F(TargetFileTest, PortsHaveTheirRange) {
 }
 
 TEST_F(TargetFileTest, APingHasAPortThatDoesNotMatter) {
-  EXPECT_EQ(described("10.0.0.1 ping:0 ping:7 ping:x ping"),
-            "10.0.0.1 ping:0 ping:7 ping:0(Invalid port) ping:0(Invalid port)\n");
+  EXPECT_EQ(described("10.0.0.1 ping:0 ping:7 ping:70000 ping:-1 ping:x ping: ping"),
+            "10.0.0.1 ping:0 ping:7 ping:0 ping:0 ping:0 ping:0 ping:0\n");
+  EXPECT_TRUE(complaints_.empty());
+}
+
+TEST_F(TargetFileTest, AServiceWithoutAPortIsAtItsUsualOne) {
+  EXPECT_EQ(described("10.0.0.1 ping http https snmp sip"), "10.0.0.1 ping:0 http:80 https:443 snmp:161 sip:5060\n");
+  EXPECT_TRUE(complaints_.empty());
+}
+
+TEST_F(TargetFileTest, CommentsDoNotCount) {
+  EXPECT_EQ(described("# printers\n  #10.0.0.1 ping\n10.0.0.2 ping\n#\n"), "10.0.0.2 ping:0\n");
+  EXPECT_TRUE(complaints_.empty());
+}
+
+// A name that a stranger has given a service must not hide the others of its host.
+TEST_F(TargetFileTest, BehindAnAddressNothingIsAComment) {
+  EXPECT_EQ(described("10.0.0.1 #x:80 ping:0"), "10.0.0.1 #x:80(Unknown service) ping:0\n");
+}
+
+TEST_F(TargetFileTest, AFileWithoutAnythingToAskIsTold) {
+  for (const char* text : {"printer ping", "10.0.0.1 ftp:21", "10.0.0.1 http:0\n10.0.0.300 ping\n"}) {
+    read(text);
+    EXPECT_TRUE(isAllWrong(targets_)) << text;
+  }
+  for (const char* text : {"", "# printer", "10.0.0.1", "10.0.0.1 ftp:21 ping", "printer ping\n10.0.0.1 ping"}) {
+    read(text);
+    EXPECT_FALSE(isAllWrong(targets_)) << text;
+  }
 }
 
 TEST_F(TargetFileTest, UnknownServicesKeepNameAndPort) {
-  EXPECT_EQ(described("10.0.0.1 ftp:21 HTTP:80 httpx:1 http http: :80 : a:b:80 http:80:90 ::"),
+  EXPECT_EQ(described("10.0.0.1 ftp:21 HTTP:80 httpx:1 http: :80 : a:b:80 http:80:90 ::"),
             "10.0.0.1 ftp:21(Unknown service) HTTP:80(Unknown service) httpx:1(Unknown service) http:0(Invalid port)"
-            " http:0(Invalid port) :80(Unknown service) :0(Unknown service) a:b:80(Unknown service)"
+            " :80(Unknown service) :0(Unknown service) a:b:80(Unknown service)"
             " http:80:90(Unknown service) ::0(Unknown service)\n");
-  EXPECT_EQ(complaints_.size(), 10U);
+  EXPECT_EQ(complaints_.size(), 9U);
 }
 
 TEST_F(TargetFileTest, AComplaintNamesLineReasonAndWord) {
@@ -128,7 +155,7 @@ TEST_F(TargetFileTest, AComplaintNamesLineReasonAndWord) {
 }
 
 TEST_F(TargetFileTest, AWrongAddressEndsAllItsProbes) {
-  for (const char* address : {"10.0.0.300", "10.0.0", "10.0.0.1.2", "010.0.0.1", "10.0.0.1/24", "::1", "host", "#",
+  for (const char* address : {"10.0.0.300", "10.0.0", "10.0.0.1.2", "010.0.0.1", "10.0.0.1/24", "::1", "host", "*",
                               "-1", "10.0.0.1:80", "0x0a000001", "167772161"}) {
     EXPECT_EQ(described(std::string(address) + " ping:0 ftp:21\n10.0.0.1 ping:0"),
               std::string(address) + " ping:0(Not an IPv4 address) ftp:21(Not an IPv4 address)\n10.0.0.1 ping:0\n");
@@ -154,7 +181,7 @@ TEST_F(TargetFileTest, NulBytesArePartOfTheirWord) {
   read("10.0.0.1\0 ping:0\n10.0.0.2 ping\0:0 ping:0\0\n"s);
   EXPECT_EQ(targets_.hosts[0].reason, "Not an IPv4 address");
   EXPECT_EQ(targets_.probes[1].reason, "Unknown service");
-  EXPECT_EQ(targets_.probes[2].reason, "Invalid port");
+  EXPECT_EQ(targets_.probes[2].reason, "");
 }
 
 TEST_F(TargetFileTest, LongWordsAndLinesAreRead) {
