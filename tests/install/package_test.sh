@@ -50,7 +50,7 @@ done
 
 completions=usr/share/bash-completion/completions
 expect_contents libkxdiscovery0 $folder/libkx{discovery,platform}.so
-expect_contents discovery-agent usr/sbin/discovery-agent usr/lib/systemd/system/discovery-agent.service \
+expect_contents discovery-agent usr/bin/discovery-agent usr/lib/systemd/system/discovery-agent.service \
   usr/share/man/man{1/discovery-agent.1,5/discovery-plan.5,5/discovery-database.5}.gz $completions/discovery-agent
 expect_contents discovery-tools usr/bin/{servicescan,discovery-client} \
   usr/share/man/man{1/servicescan.1,5/servicescan-targets.5,1/discovery-client.1}.gz $completions/{servicescan,discovery-client}
@@ -100,7 +100,7 @@ for program in "$root"/usr/{bin,sbin}/*; do
   version=$(LD_LIBRARY_PATH=$root/$folder "${run[@]}" "$program" --version)
   [[ $version == "$(basename "$program") "[0-9]* ]] || fail "$program says $version"
 done
-[[ $(echo '{}' | LD_LIBRARY_PATH=$root/$folder "${run[@]}" "$root/usr/sbin/discovery-agent" run) == *'"Invalid message"'* ]] ||
+[[ $(echo '{}' | LD_LIBRARY_PATH=$root/$folder "${run[@]}" "$root/usr/bin/discovery-agent" run) == *'"Invalid message"'* ]] ||
   fail "the agent does not answer"
 
 if [[ $architecture == amd64 ]]; then

@@ -10,6 +10,6 @@ mkdir "$scratch"
 
 cmake --install "$1" --prefix "$scratch/prefix" >/dev/null
 check_development "$scratch/prefix" "$scratch"
-[[ $(LD_LIBRARY_PATH=$scratch/prefix/lib "$scratch/prefix/sbin/discovery-agent" --version) == discovery-agent* ]]
+[[ $(LD_LIBRARY_PATH=$scratch/prefix/lib "$scratch/prefix/bin/discovery-agent" --version) == discovery-agent* ]]
 rm -rf "$scratch"
 echo "ok: installed headers and libraries are enough"
