@@ -60,7 +60,7 @@ void printJson(const Repository& repository) {
 void printTable(const Repository& repository) {
   KXVector<String> physicalAddresses;
   for (const auto& node : repository.getNodes()) physicalAddresses.add(node->physicalAddress());
-  const Vendors vendors(IEEE_DATA_FOLDER, physicalAddresses);
+  const Vendors vendors(VENDOR_TABLE, physicalAddresses);
   for (const String& line : layOutNodes(repository, vendors, styleOf(Terminal(STDOUT_FILENO))))
     std::printf("%s\n", line.c_str());
 }

@@ -4,10 +4,10 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <array>
 #include <string>
 
-#include "agent/CsvReader.h"
 #include "platform/base/KXFile.h"
 
 namespace {
@@ -15,9 +15,9 @@ namespace {
 // Blocks of 24, 28 and 36 bits, in hexadecimal digits.
 constexpr std::array<std::size_t, 3> PREFIX_LENGTHS = {9, 7, 6};
 constexpr std::size_t ADDRESS_LENGTH = 12;
-constexpr std::size_t PIECE = 65536;
-// Many times what the registries are.
-constexpr std::size_t FILE_LIMIT = std::size_t{64} << 20U;
+// Many times what the table is.
+constexpr std::size_t FILE_LIMIT = std::size_t{16} << 20U;
+constexpr std::size_t NAME_LIMIT = 256;
 // Holds the blocks that it hands out in smaller ones.
 constexpr std::string_view REGISTRY_ITSELF = "IEEE Registration Authority";
 
@@ -42,44 +42,32 @@ std::string digitsOf(const String& physicalAddress) {
   return digits;
 }
 
-std::string_view trimmed(std::string_view text) {
-  constexpr std::string_view BLANKS = " \t\r\n";
-  const std::size_t first = text.find_first_not_of(BLANKS);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(BLANKS) - first + 1);
-}
-
 }  // namespace
 
-Vendors::Vendors(const String& folder, const KXVector<String>& physicalAddresses) {
+Vendors::Vendors(const String& path, const KXVector<String>& physicalAddresses) {
   for (const String& physicalAddress : physicalAddresses) {
     const std::string digits = digitsOf(physicalAddress);
     if (digits.empty()) continue;
     for (const std::size_t length : PREFIX_LENGTHS) byPrefix_.set(std::string_view(digits).substr(0, length), String());
   }
-  if (byPrefix_.isEmpty()) return;
-  for (const char* name : {"oui.csv", "mam.csv", "oui36.csv", "iab.csv"}) {
-    readRegistry(String::format("%s/%s", folder.c_str(), name));
-  }
+  if (!byPrefix_.isEmpty()) readTable(path);
 }
 
-void Vendors::readRegistry(const String& path) {
-  CsvReader reader([this](const CsvReader::Record& record) {
-    String* const name = byPrefix_.find(record[1]);
-    if (name != nullptr && name->isEmpty()) *name = trimmed(record[2]);
-  });
+void Vendors::readTable(const String& path) {
   // A link is fine, but opening what is no file could block.
   struct stat status {};
   if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return;
   KXFile file(path, true, false);
-  if (file.open(O_RDONLY, 0).isErr()) return;
-  String piece;
+  String table;
   bool endOfFile = false;
-  for (std::size_t size = 0; !endOfFile && size < FILE_LIMIT; size += PIECE) {
-    if (file.read(piece, endOfFile, PIECE).isErr()) return;
-    reader.feed(piece);
+  if (file.open(O_RDONLY, 0).isErr() || file.read(table, endOfFile, FILE_LIMIT).isErr()) return;
+  for (std::string_view rest = table; !rest.empty();) {
+    const std::string_view line = rest.substr(0, rest.find('\n'));
+    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    const std::size_t tab = std::min(line.find('\t'), line.size());
+    String* const name = byPrefix_.find(line.substr(0, tab));
+    if (name != nullptr && name->isEmpty()) *name = line.substr(std::min(tab + 1, line.size())).substr(0, NAME_LIMIT);
   }
-  reader.finish();
 }
 
 String Vendors::vendorOf(const String& physicalAddress) const {

@@ -69,7 +69,7 @@ whose result it prints. The service is installed, but neither enabled nor
 started.")
 kx_package_service(agent discovery-agent.service : :)
 set(CPACK_COMPONENT_AGENT_DEPENDS libraries)
-set(CPACK_DEBIAN_AGENT_PACKAGE_RECOMMENDS "arp-scan, discovery-tools, ieee-data")
+set(CPACK_DEBIAN_AGENT_PACKAGE_RECOMMENDS "arp-scan, discovery-tools")
 
 kx_package(tools discovery-tools net "tools that ask the hosts of a network what they are"
 "servicescan asks for ping, http, https, snmp and sip, thousands of hosts at a

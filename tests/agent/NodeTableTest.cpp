@@ -97,11 +97,12 @@ TEST_F(NodeTableTest, WhatTheNetworkSaysCannotCommandTheTerminal) {
 TEST_F(NodeTableTest, VendorsAreNamedAndCannotCommandTheTerminalEither) {
   char path[] = "/tmp/kx-table-XXXXXX";
   ASSERT_NE(mkdtemp(path), nullptr);
-  std::ofstream(std::string(path) + "/oui.csv") << "MA-L,001122,Acme\x1b[2J,\r\n";
+  const std::string table = std::string(path) + "/table";
+  std::ofstream(table) << "001122\tAcme\x1b[2J\n";
   add("00:11:22:33:44:55", "10.0.0.1", "");
   KXVector<String> addresses;
   addresses.add("00:11:22:33:44:55");
-  EXPECT_EQ(printed({}, Vendors(path, addresses)),
+  EXPECT_EQ(printed({}, Vendors(table.c_str(), addresses)),
             "ADDRESS   MAC                INTERFACE  VENDOR\n"
             "10.0.0.1  00:11:22:33:44:55  lan0       Acme\\x1b[2J\n"
             "1 node\n");

@@ -66,7 +66,7 @@ done
 expect_field libkxdiscovery0 Depends libc6 libstdc++6 libuv1 libre2-9 libsqlite3-0 libmnl0
 expect_field libkxdiscovery-dev Depends libkxdiscovery0 libuv1-dev libre2-dev libsqlite3-dev libmnl-dev
 expect_field discovery-agent Depends libkxdiscovery0 libc6 libstdc++6
-expect_field discovery-agent Recommends arp-scan discovery-tools ieee-data
+expect_field discovery-agent Recommends arp-scan discovery-tools
 expect_field discovery-tools Depends libc6 libssl3 libosip2-15 libhttp-parser2.9 libmnl0
 expect_field discovery-responder Depends libc6 libssl3
 "$source"/bench/closure_figures.py --architecture "$architecture" --limit discovery-tools:12 "$packages" ||

@@ -28,7 +28,7 @@ AGENT = sys.argv.pop(1)
 HERE = pathlib.Path(__file__).parent
 OVERLAY = HERE.parent.parent / "lab" / "overlay"
 FAKE_BIN = HERE.parent / "fakebin"
-REGISTRIES = pathlib.Path("/usr/share/ieee-data")
+VENDORS = pathlib.Path("/usr/share/arp-scan/ieee-oui.txt")
 TIMEOUT = 60
 SCHEMA = """
 CREATE TABLE context_ip (id INTEGER PRIMARY KEY, object_type INTEGER, object_status INTEGER, name TEXT);
@@ -93,18 +93,17 @@ class Scan(unittest.TestCase):
         self.write("status", json.dumps({"10.1.0.5": {"ping": {}}}))
         self.environment = {"PATH": f"{self.folder}:{FAKE_BIN}:{os.environ['PATH']}", "TERM": "xterm",
                             **{key: value for key, value in os.environ.items() if key.endswith("SAN_OPTIONS")}}
-        self.provide_registries("MA-L,00005E,\"ICANN, \"\"IANA\"\" Department\",Street\r\nMA-L,02005E,Nobody,Street\r\n")
+        self.provide_vendors(b'# a comment\n\n00005E\tICANN, "IANA" Department\n02005E\tNobody\n')
 
     def write(self, name, text):
         (self.folder / name).write_text(text)
 
     @staticmethod
-    def provide_registries(text):
-        """Replaces all registries by one; without a text by none."""
-        for registry in REGISTRIES.iterdir():
-            registry.unlink()
-        if text is not None:
-            (REGISTRIES / "oui.csv").write_text("Registry,Assignment,Organization Name,Organization Address\r\n" + text)
+    def provide_vendors(table):
+        """Replaces the table of MAC addresses; without one it is not there."""
+        VENDORS.unlink(missing_ok=True)
+        if table is not None:
+            VENDORS.write_bytes(table)
 
     def start(self, *arguments, **streams):
         return subprocess.Popen([OVERLAY, self.bin, AGENT, "scan", "--database", self.database, *arguments],
@@ -203,15 +202,13 @@ class Table(Scan):
 
 
 class Vendors(Scan):
-    def test_without_registries_the_column_is_left_out(self):
-        self.provide_registries(None)
+    def test_without_a_table_the_column_is_left_out(self):
+        self.provide_vendors(None)
         status, output, errors = self.pipe()
         self.assertEqual((status, output.splitlines()[0].split()), (0, [name for name in HEADINGS if name != "VENDOR"]), errors)
 
-    def test_malformed_registries_do_no_harm(self):
-        self.provide_registries('MA-L,"00005E\r\n' + '"' * 5001 + ",\0" * 100000)
-        os.mkfifo(REGISTRIES / "mam.csv")
-        (REGISTRIES / "oui36.csv").write_bytes(bytes(range(256)) * 1000)
+    def test_a_malformed_table_does_no_harm(self):
+        self.provide_vendors(b"00005E\n" + b"\t" * 5001 + b"00005E\0\t\xff\n" * 100000 + bytes(range(256)) * 1000)
         status, output, errors = self.pipe()
         self.assertEqual((status, output.splitlines()[-1]), (0, "3 nodes"), errors)
 
@@ -329,7 +326,7 @@ class Progress(Scan):
 
 def hide_registries():
     """From here on the folder is empty and can be written, and nobody else sees it; the sandbox's mounts end with it."""
-    subprocess.run(["mount", "-t", "tmpfs", "registries", REGISTRIES], check=True)
+    subprocess.run(["mount", "-t", "tmpfs", "vendors", VENDORS.parent], check=True)
 
 
 if __name__ == "__main__":
