@@ -1,19 +1,39 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/Device.h"
 
+#include <utility>
+
 #include "discovery/common/Log.h"
 
 namespace {
+
+// Who scans by hand sees how it ends; outcomes and successes are for whoever asks for the course of events.
+class QuietSink final : public RTD::LogSink {
+ public:
+  explicit QuietSink(std::unique_ptr<RTD::LogSink> sink) : sink_(std::move(sink)) {}
+  void write(const RTD::LogLine& line) override {
+    if (line.kind != RTD::OUTCOME && line.kind != RTD::SUCCESS) sink_->write(line);
+  }
+
+ private:
+  std::unique_ptr<RTD::LogSink> sink_;
+};
 
 std::unique_ptr<RTD::LogSink> makeSink(Options::Log log, StatusLine& statusLine) {
   if (log == Options::Log::SYSLOG) return std::make_unique<RTD::SyslogSink>("discovery-agent"_s);
   return std::make_unique<SinkAboveStatusLine>(statusLine);
 }
 
+std::unique_ptr<RTD::LogSink> makeSink(const Options& options, StatusLine& statusLine) {
+  auto sink = makeSink(options.log, statusLine);
+  if (options.command == Options::Command::RUN || options.verbosity > 0) return sink;
+  return std::make_unique<QuietSink>(std::move(sink));
+}
+
 }  // namespace
 
 Device::Device(const Options& options)
-    : sink_(makeSink(options.log, statusLine_)),
+    : sink_(makeSink(options, statusLine_)),
       monitor_("discovery"_s, options.verbosity, *sink_),
       runner_(loop_, options.processLimits),
       kernelInterfaces_(loop_, database_) {

@@ -4,12 +4,12 @@
 #include <memory>
 
 #include "agent/Options.h"
-#include "program/StatusLine.h"
 #include "platform/database/Database.h"
 #include "platform/database/KernelInterfaces.h"
 #include "platform/loop/UvEventLoop.h"
 #include "platform/monitor/Monitor.h"
 #include "platform/process/ProcessRunner.h"
+#include "program/StatusLine.h"
 
 // What the discovery library stands on in this program: the log, the status line beside it, the loop, and what hangs on
 // the loop (the runner of commands and the device configuration database). Made first and destroyed last.
@@ -26,6 +26,7 @@ class Device {
   KX::UvEventLoop& loop() { return loop_; }
   KX::Shell::ProcessRunner& runner() { return runner_; }
   RTD::Monitor& monitor() { return monitor_; }
+  RTD::LogSink& sink() { return *sink_; }
   StatusLine& statusLine() { return statusLine_; }
 
  private:

@@ -53,6 +53,22 @@ String describeServices(const Node& node) {
   return text;
 }
 
+// What the network did not offer, in brackets, so that it is not taken for a service.
+String describeAbsence(ServiceAnswers::Answer answer) {
+  switch (answer) {
+    case ServiceAnswers::Answer::REFUSED:
+      return "(refused)"_s;
+    case ServiceAnswers::Answer::SILENT:
+      return "(silent)"_s;
+    default:
+      return "(not asked)"_s;
+  }
+}
+
+String describeServices(const Node& node, const ServiceAnswers& answers) {
+  return node.services().isEmpty() ? describeAbsence(answers.of(node.ipAddress())) : describeServices(node);
+}
+
 Cell describeStatus(const Node& node) {
   switch (node.status()) {
     case NodeStatus::UP:
@@ -64,13 +80,13 @@ Cell describeStatus(const Node& node) {
   }
 }
 
-std::vector<Cell> makeRow(const Node& node, const Vendors& vendors) {
+std::vector<Cell> makeRow(const Node& node, const Vendors& vendors, const ServiceAnswers& answers) {
   return {{toPrintable(node.ipAddress())},
           {toPrintable(node.physicalAddress())},
           {toPrintable(node.interface())},
           {toPrintable(vendors.vendorOf(node.physicalAddress()))},
           {toPrintable(node.model())},
-          {toPrintable(describeServices(node))},
+          {toPrintable(describeServices(node, answers))},
           describeStatus(node),
           {node.supportsOnboarding() ? "supported"_s : String()}};
 }
@@ -78,10 +94,16 @@ std::vector<Cell> makeRow(const Node& node, const Vendors& vendors) {
 }  // namespace
 
 std::vector<String> layOutNodes(const KX::NMS::Discovery::Repository& repository, const Vendors& vendors,
-                                const TableStyle& style) {
+                                const ServiceAnswers& answers, const TableStyle& style) {
   std::vector<std::vector<Cell>> rows;
-  for (const Node* node : sortedNodes(repository)) rows.push_back(makeRow(*node, vendors));
-  std::vector<String> lines = layOutTable(makeColumns(), rows, style);
-  lines.push_back(String::format("%zu %s", rows.size(), rows.size() == 1 ? "node" : "nodes"));
-  return lines;
+  for (const Node* node : sortedNodes(repository)) rows.push_back(makeRow(*node, vendors, answers));
+  return layOutTable(makeColumns(), rows, style);
+}
+
+String summarise(const KX::NMS::Discovery::Repository& repository) {
+  const std::size_t nodes = repository.getNodes().size();
+  std::size_t services = 0;
+  for (const auto& node : repository.getNodes()) services += node->services().size();
+  return String::format("%zu %s with %zu %s", nodes, nodes == 1 ? "node" : "nodes", services,
+                        services == 1 ? "service" : "services");
 }

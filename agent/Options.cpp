@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/Options.h"
 
+#include <algorithm>
+#include <array>
 #include <limits>
 
 #include "platform/text/KXRegEx.h"
 #include "program/CommandLine.h"
 
 namespace {
+
+constexpr std::size_t MOST_ADDRESSES = std::size_t{1} << 24U;
 
 XCode readLink(const String& value, Options& options) {
   constexpr std::string_view UNIX_PREFIX = "unix:";
@@ -66,10 +70,13 @@ CommandOptions optionsOfRun(Options& options) {
 CommandOptions optionsOfScan(Options& options) {
   return {
       {.name = "json", .help = "print a JSON array instead of a table", .take = setFlag(options.json)},
-      {.name = "interface",
-       .value = "REGEX",
-       .help = "scan the interfaces whose names match, private or not;\nmay be repeated",
-       .take = [&options](char* value) { return addInterface(value, options); }},
+      {.name = "thorough",
+       .help = "find nodes as a plan does, with arp-scan, which is patient:\n24 seconds an interface",
+       .take = setFlag(options.thorough)},
+      {.name = "max-addresses",
+       .value = "N",
+       .help = "sweep so many addresses of a network at most, those around\nthis device (default 4096)",
+       .take = setNumber(options.maxAddresses, 1, MOST_ADDRESSES)},
       {.name = "service",
        .value = "NAME:PORT",
        .help = "look for this service only: sip, http, https, snmp or ping\n"
@@ -79,12 +86,17 @@ CommandOptions optionsOfScan(Options& options) {
   };
 }
 
-CommandOptions optionsOfBoth(Options& options) {
+CommandOptions optionsOfSelection(Options& options) {
   return {
-      {.name = "database",
-       .value = "FILE",
-       .help = "device configuration database (default: the kernel's interfaces)",
-       .take = setText(options.database)},
+      {.name = "interface",
+       .value = "REGEX",
+       .help = "those whose names match, private or not; may be repeated",
+       .take = [&options](char* value) { return addInterface(value, options); }},
+  };
+}
+
+CommandOptions optionsOfCommands(Options& options) {
+  return {
       {.name = "command-limit",
        .value = "SECONDS",
        .help = "longest run of one command (default 21600, 0: any)",
@@ -93,6 +105,15 @@ CommandOptions optionsOfBoth(Options& options) {
        .value = "BYTES",
        .help = "longest output of one command (default 16777216, 0: any)",
        .take = setNumber(options.processLimits.outputBytes, 0, std::numeric_limits<std::uint64_t>::max())},
+  };
+}
+
+CommandOptions optionsOfAll(Options& options) {
+  return {
+      {.name = "database",
+       .value = "FILE",
+       .help = "device configuration database (default: the kernel's interfaces)",
+       .take = setText(options.database)},
       {.name = "log",
        .value = "stderr|syslog",
        .help = "where log lines go (default stderr)",
@@ -104,22 +125,43 @@ CommandOptions optionsOfBoth(Options& options) {
   };
 }
 
+struct CommandName {
+  std::string_view name;
+  Options::Command command;
+};
+constexpr std::array<CommandName, 3> COMMANDS = {
+    {{"run", Options::Command::RUN}, {"scan", Options::Command::SCAN}, {"interfaces", Options::Command::INTERFACES}}};
+
+CommandOptions optionsOf(Options::Command command, Options& options) {
+  switch (command) {
+    case Options::Command::RUN:
+      return optionsOfRun(options) + optionsOfCommands(options) + optionsOfAll(options);
+    case Options::Command::SCAN:
+      return optionsOfScan(options) + optionsOfSelection(options) + optionsOfCommands(options) + optionsOfAll(options);
+    case Options::Command::INTERFACES:
+      return optionsOfSelection(options) + optionsOfAll(options);
+    default:
+      return {};
+  }
+}
+
 }  // namespace
 
 XCode parseOptions(int argc, char* const argv[], Options& options) {
   const std::string_view command = argc > 1 ? argv[1] : "";
-  const bool isCommand = command == "run" || command == "scan";
-  if (command.empty()) return XCode::error("expecting a command: run or scan"_s);
+  const auto* const known =
+      std::find_if(COMMANDS.begin(), COMMANDS.end(), [command](const CommandName& one) { return one.name == command; });
+  const bool isCommand = known != COMMANDS.end();
+  if (command.empty()) return XCode::error("expecting a command: run, scan or interfaces"_s);
   if (!isCommand && !command.starts_with('-')) return XCode::error(String::format("unknown command: %s", argv[1]));
-  CommandOptions known;
-  if (isCommand) known = (command == "scan" ? optionsOfScan(options) : optionsOfRun(options)) + optionsOfBoth(options);
   const int skipped = isCommand ? 1 : 0;
+  const CommandOptions taken = isCommand ? optionsOf(known->command, options) : CommandOptions();
   CommandRequest request = CommandRequest::RUN;
-  XCode result = readCommandLine(argc - skipped, argv + skipped, known, request);
+  XCode result = readCommandLine(argc - skipped, argv + skipped, taken, request);
   if (result.isErr()) return result;
   if (request == CommandRequest::RUN) {
-    if (!isCommand) return XCode::error("expecting a command: run or scan"_s);
-    options.command = command == "scan" ? Options::Command::SCAN : Options::Command::RUN;
+    if (!isCommand) return XCode::error("expecting a command: run, scan or interfaces"_s);
+    options.command = known->command;
   } else {
     options.command = request == CommandRequest::HELP ? Options::Command::HELP : Options::Command::VERSION;
   }
@@ -131,13 +173,19 @@ String usage() {
   return String::format(
       "Usage: discovery-agent run [OPTION]...\n"
       "       discovery-agent scan [OPTION]...\n"
+      "       discovery-agent interfaces [OPTION]...\n"
       "Finds the nodes on this device's private networks.\n"
       "\n"
       "run: serve the management server until SIGTERM, SIGINT or the end of input\n%s"
       "\n"
       "scan: find the nodes, their services and their status once, and print them\n%s"
       "\n"
-      "both:\n%s%s",
+      "scan, interfaces: scan them, or show which would be scanned and why, and send nothing\n%s"
+      "\n"
+      "run, scan:\n%s"
+      "\n"
+      "all:\n%s%s",
       describeOptions(optionsOfRun(options)).c_str(), describeOptions(optionsOfScan(options)).c_str(),
-      describeOptions(optionsOfBoth(options)).c_str(), describeStandardOptions().c_str());
+      describeOptions(optionsOfSelection(options)).c_str(), describeOptions(optionsOfCommands(options)).c_str(),
+      describeOptions(optionsOfAll(options)).c_str(), describeStandardOptions().c_str());
 }

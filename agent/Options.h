@@ -12,7 +12,7 @@
 
 // What the command line asks for.
 struct Options {
-  enum class Command { RUN, SCAN, HELP, VERSION };
+  enum class Command { RUN, SCAN, INTERFACES, HELP, VERSION };
   enum class LinkKind { STDIO, UNIX };
   enum class Log { STDERR, SYSLOG };
 
@@ -27,8 +27,10 @@ struct Options {
   KX::Shell::ProcessLimits processLimits;
   std::size_t messageLimit = KX::NMS::SessionOptions::DEFAULT_MESSAGE_LIMIT;
   bool json = false;
-  KXVector<String> interfaces;     // regular expressions; empty: the default rule
-  KXVector<ServicePort> services;  // no two alike; empty: all known ones at their usual ports
+  bool thorough = false;
+  std::size_t maxAddresses = 4096;  // of one network that a scan sweeps
+  KXVector<String> interfaces;      // regular expressions; empty: the default rule
+  KXVector<ServicePort> services;   // no two alike; empty: all known ones at their usual ports
 };
 
 // Reads the command line. An error's text is the one line to show; options then hold no meaning.

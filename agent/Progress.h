@@ -1,30 +1,32 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "program/StatusLine.h"
-#include "discovery/scheduling/Job.h"
-#include "platform/loop/KXEventTimeout.h"
+#include <cstdint>
 
-// Shows on the status line which scan of a job runs and for how long, anew every second. Where the line is not visible
-// it wakes nobody.
+#include "agent/ScanRun.h"
+#include "platform/loop/KXEventTimeout.h"
+#include "program/StatusLine.h"
+
+// Shows how far a scan by hand is, and the nodes as they are found, where stderr is a terminal; nothing is left of it
+// in the end. Elsewhere it wakes nobody.
 class Progress {
  public:
-  Progress(KXEventLoop& loop, const KX::NMS::Discovery::Repository& repository, StatusLine& statusLine);
+  Progress(KXEventLoop& loop, const KX::NMS::Discovery::Repository& repository, const ScanRun& run,
+           StatusLine& statusLine);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
-
-  // The job, which works on the repository, must outlive finish.
-  void follow(const KX::NMS::Discovery::Job& job);
-  // Takes the line away.
-  void finish();
+  ~Progress();
 
  private:
   void show();
+  void showNodes();
+  void showStage();
 
   const KX::NMS::Discovery::Repository& repository_;
+  const ScanRun& run_;
   StatusLine& statusLine_;
-  const KX::NMS::Discovery::Job* job_ = nullptr;
-  KX::Clock started_;
-  std::size_t current_ = 0;
+  std::size_t nodesShown_ = 0;
+  std::size_t step_ = 0;
+  KX::Clock stepStarted_;
   KXEventTimeout<Progress> timer_;
 };

@@ -5,9 +5,9 @@
 #include <cstdio>
 
 #include "agent/Agent.h"
-#include "program/Complaint.h"
 #include "agent/Device.h"
 #include "platform/process/StopSignals.h"
+#include "program/Complaint.h"
 
 int runCommand(const Options& options) {
   const KX::Shell::StopSignals stopSignals;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/ScanPlan.h"
 
+#include <utility>
+
 using KX::Property::Value;
 
 namespace {
@@ -14,12 +16,12 @@ Services chooseServices(const Options& options) {
   return services;
 }
 
-Value describeNodeScan(const Options& options) {
+Value describeNodeScanBy(const KXVector<String>& expressions) {
   Value description = Value::object(2);
   description["scanType"_s] = "node"_s;
-  if (options.interfaces.isEmpty()) return description;
-  Value rules = Value::array(options.interfaces.size());
-  for (const String& expression : options.interfaces) {
+  if (expressions.isEmpty()) return description;
+  Value rules = Value::array(expressions.size());
+  for (const String& expression : expressions) {
     Value rule = Value::object(2);
     rule["regex"_s] = expression;
     rule["privateNetworksOnly"_s] = false;
@@ -29,20 +31,44 @@ Value describeNodeScan(const Options& options) {
   return description;
 }
 
-Value describeServiceScan(const Services& services) {
+// An expression that matches this text only.
+String quote(const String& text) {
+  String quoted("^");
+  for (const char character : text.view()) {
+    const auto byte = static_cast<unsigned char>(character);
+    const bool isPlain = byte >= 0x80 || (byte >= '0' && byte <= '9') || (byte >= 'a' && byte <= 'z') ||
+                         (byte >= 'A' && byte <= 'Z') || byte == '_';
+    if (!isPlain) quoted.append("\\");
+    quoted.append(std::string_view(&character, 1));
+  }
+  return quoted.append("$");
+}
+
+}  // namespace
+
+Value describeNodeScan(const Options& options) { return describeNodeScanBy(options.interfaces); }
+
+Value describeNodeScanOf(const String& interface) {
+  KXVector<String> expressions;
+  expressions.add(quote(interface));
+  return describeNodeScanBy(expressions);
+}
+
+Value describeServiceScan(const Options& options) {
   Value ports = Value::object(KNOWN_SERVICES.size());
-  for (const ServicePort& service : services) ports[service.name]["ports"_s].add(service.port);
-  Value description = Value::object(2);
+  for (const ServicePort& service : chooseServices(options)) ports[service.name]["ports"_s].add(service.port);
+  Value description = Value::object(3);
   description["scanType"_s] = "service"_s;
+  description["onlyWhenNeeded"_s] = true;
   description["services"_s] = ports;
   return description;
 }
 
 // A node is asked for one service, the first of these that it has. A ping comes first: it asks the node itself and not
 // one of its programs, and costs it least.
-Value describeStatusScan(const Services& services) {
+Value describeStatusScan(const Options& options) {
   Value present = Value::object(KNOWN_SERVICES.size());
-  for (const ServicePort& service : services) present[service.name] = true;
+  for (const ServicePort& service : chooseServices(options)) present[service.name] = true;
   Value priorities = Value::array(KNOWN_SERVICES.size());
   if (present.find("ping") != nullptr) priorities.add("ping"_s);
   for (const auto& [name, value] : std::as_const(present).members()) {
@@ -54,17 +80,11 @@ Value describeStatusScan(const Services& services) {
   return description;
 }
 
-}  // namespace
-
-Value describeScan(const Options& options) {
-  const Services services = chooseServices(options);
-  Value jobs = Value::array(3);
-  jobs.add(describeNodeScan(options));
-  jobs.add(describeServiceScan(services));
-  jobs.add(describeStatusScan(services));
-  Value description = Value::object(3);
-  description["id"_s] = "scan"_s;
-  description["scanType"_s] = "sequence"_s;
-  description["jobs"_s] = jobs;
-  return description;
+String describeServices(const Options& options) {
+  String text;
+  for (const ServicePort& service : chooseServices(options)) {
+    text.concatf("%s%s", text.isEmpty() ? "" : " ", service.name);
+    if (service.port != 0) text.concatf(":%u", unsigned{service.port});
+  }
+  return text;
 }

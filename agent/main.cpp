@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "agent/InterfacesCommand.h"
 #include "agent/Options.h"
 #include "agent/RunCommand.h"
 #include "agent/ScanCommand.h"
@@ -19,6 +20,8 @@ int main(int argc, char* argv[]) {
       return runCommand(options);
     case Options::Command::SCAN:
       return scanCommand(options);
+    case Options::Command::INTERFACES:
+      return interfacesCommand(options);
     case Options::Command::VERSION:
       return print("discovery-agent " AGENT_VERSION "\n"_s);
     case Options::Command::HELP:

@@ -18,13 +18,32 @@ StatusLine::StatusLine() : terminal_(STDERR_FILENO), isVisible_(terminal_.obeysE
 
 void StatusLine::show(const String& text) {
   if (!isVisible_) return;
-  String line = toPrintable(text);
-  const std::size_t width = terminal_.width();
-  // Some terminals begin a new line once the last column is written.
-  if (width != 0) line = fitToWidth(line, width - 1);
-  std::fprintf(stderr, "%s%s", ERASE_LINE, line.c_str());
+  std::fprintf(stderr, "%s%s", ERASE_LINE, fit(text).c_str());
   std::fflush(stderr);
   shown_ = true;
+}
+
+String StatusLine::fit(const String& text) const {
+  const String line = toPrintable(text);
+  const std::size_t width = terminal_.width();
+  // Some terminals begin a new line once the last column is written.
+  return width == 0 ? line : fitToWidth(line, width - 1);
+}
+
+void StatusLine::addAbove(const String& text) {
+  // What has left the screen cannot be taken back.
+  if (!isVisible_ || above_ + 2 >= terminal_.height()) return;
+  withdraw();
+  std::fprintf(stderr, "%s\n", fit(text).c_str());
+  std::fflush(stderr);
+  ++above_;
+}
+
+void StatusLine::clearAbove() {
+  withdraw();
+  if (above_ != 0) std::fprintf(stderr, "\033[%zuA\033[J", above_);
+  std::fflush(stderr);
+  above_ = 0;
 }
 
 void StatusLine::withdraw() {
@@ -36,5 +55,6 @@ void StatusLine::withdraw() {
 
 void SinkAboveStatusLine::write(const RTD::LogLine& line) {
   statusLine_.withdraw();
+  statusLine_.keepAbove();
   sink_.write(line);
 }

@@ -27,6 +27,12 @@ std::size_t Terminal::width() const {
   return KX::readDecimal<unsigned short>(environment("COLUMNS")).value_or(0);
 }
 
+std::size_t Terminal::height() const {
+  constexpr std::size_t USUAL = 24;
+  struct winsize size {};
+  return ioctl(descriptor_, TIOCGWINSZ, &size) == 0 && size.ws_row != 0 ? size.ws_row : USUAL;
+}
+
 bool Terminal::obeysEscapes() const { return isTerminal() && environment("TERM") != "dumb"; }
 
 bool Terminal::takesColour() const { return obeysEscapes() && environment("NO_COLOR").empty(); }

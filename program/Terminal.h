@@ -15,6 +15,8 @@ class Terminal {
   // How many columns a line has: what the terminal says, else COLUMNS. 0, which is any number, where neither says it
   // and for everything that is no terminal.
   std::size_t width() const;
+  // How many lines it shows: what it says, else 24.
+  std::size_t height() const;
   // Whether it moves its cursor when told to: a terminal whose TERM is not "dumb".
   bool obeysEscapes() const;
   // The same, and nobody asked for plain text with NO_COLOR.

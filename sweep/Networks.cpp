@@ -61,7 +61,8 @@ std::vector<Network> connectedNetworks() {
     Network network;
     network.device = entry->ifa_name;
     network.interface = static_cast<int>(if_nametoindex(entry->ifa_name));
-    network.first = addressIn(entry->ifa_addr) & mask;
+    network.own = addressIn(entry->ifa_addr);
+    network.first = network.own & mask;
     network.last = network.first | ~mask;
     network.hasArp = (entry->ifa_flags & (IFF_NOARP | IFF_POINTOPOINT)) == 0;
     const bool isKnown = std::any_of(networks.begin(), networks.end(), [&](const Network& other) {

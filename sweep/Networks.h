@@ -12,7 +12,8 @@ namespace HostSweep {
 // An IPv4 network that this machine is connected to, through a device that is up. Addresses are in host byte order.
 struct Network {
   String device;
-  int interface = 0;  // the device's index
+  int interface = 0;      // the device's index
+  std::uint32_t own = 0;  // this machine's address in it
   std::uint32_t first = 0;
   std::uint32_t last = 0;
   bool hasArp = true;

@@ -3,22 +3,13 @@
 
 #include "discovery/common/Log.h"
 #include "discovery/common/Nesting.h"
+#include "discovery/nodescan/DeviceModel.h"
 #include "discovery/repository/NodeLimitNote.h"
 
 namespace KX::NMS::Discovery {
 namespace {
 
 unsigned nesting = 0;
-
-// A build without a model says nothing.
-String modelText(const Property::Value& node) {
-  const String model = node["model"].toString();
-  if (model.isEmpty()) return String();
-  String text = String::format("Varnel %s", model.c_str());
-  const String build = node["build"].toString();
-  if (!build.isEmpty()) text.concatf(" %s", build.c_str());
-  return text;
-}
 
 }  // namespace
 
@@ -105,7 +96,7 @@ KXLWPtr<Node> JobNodeScan::enterNode(const Property::Value& node) {
   const String physicalAddress = node["physicalAddress"].toString();
   const String ipAddress = node["ipAddress"].toString();
   const String interface = node["interface"].toString();
-  const String model = modelText(node);
+  const String model = modelOfDevice(node);
   bool added = false;
   bool changed = false;
   KXLWPtr<Node> entered = repository_.addDiscoveredNode(physicalAddress, ipAddress, interface, model,

@@ -29,21 +29,21 @@ class NodeTableTest : public testing::Test {
   }
   std::string printed(const TableStyle& style = {}, const Vendors& vendors = Vendors("/nowhere", {})) const {
     std::string text;
-    for (const String& line : layOutNodes(repository_, vendors, style)) text.append(line.view()).append("\n");
+    for (const String& line : layOutNodes(repository_, vendors, answers_, style)) text.append(line.view()).append("\n");
     return text;
   }
 
   Repository repository_;
+  ServiceAnswers answers_;
 };
 
 TEST_F(NodeTableTest, NodesAreSortedByAddressAndEmptyColumnsLeftOut) {
   add("A", "10.0.0.10", "");
   add("B", "10.0.0.9", "");
   EXPECT_EQ(printed(),
-            "ADDRESS    MAC  INTERFACE\n"
-            "10.0.0.9   B    lan0\n"
-            "10.0.0.10  A    lan0\n"
-            "2 nodes\n");
+            "ADDRESS    MAC  INTERFACE  SERVICES\n"
+            "10.0.0.9   B    lan0       (not asked)\n"
+            "10.0.0.10  A    lan0       (not asked)\n");
 }
 
 TEST_F(NodeTableTest, EveryColumnThatSomeNodeFillsIsShown) {
@@ -54,9 +54,8 @@ TEST_F(NodeTableTest, EveryColumnThatSomeNodeFillsIsShown) {
   setStatus("10.0.0.2", NodeStatus::UP);
   EXPECT_EQ(printed(),
             "ADDRESS   MAC  INTERFACE  MODEL     SERVICES                 STATUS  ONBOARDING\n"
-            "10.0.0.1  A    lan0       Varnel X                           down    supported\n"
-            "10.0.0.2  B    lan0                 http:8080 ping snmp:161  up\n"
-            "2 nodes\n");
+            "10.0.0.1  A    lan0       Varnel X  (not asked)              down    supported\n"
+            "10.0.0.2  B    lan0                 http:8080 ping snmp:161  up\n");
 }
 
 TEST_F(NodeTableTest, TheStatusIsColoured) {
@@ -65,10 +64,9 @@ TEST_F(NodeTableTest, TheStatusIsColoured) {
   setStatus("10.0.0.1", NodeStatus::DOWN);
   setStatus("10.0.0.2", NodeStatus::UP);
   EXPECT_EQ(printed({0, true}),
-            "\033[1mADDRESS   MAC  INTERFACE  STATUS\033[0m\n"
-            "10.0.0.1  A    lan0       \033[31mdown\033[0m\n"
-            "10.0.0.2  B    lan0       \033[32mup\033[0m\n"
-            "2 nodes\n");
+            "\033[1mADDRESS   MAC  INTERFACE  SERVICES     STATUS\033[0m\n"
+            "10.0.0.1  A    lan0       (not asked)  \033[31mdown\033[0m\n"
+            "10.0.0.2  B    lan0       (not asked)  \033[32mup\033[0m\n");
 }
 
 TEST_F(NodeTableTest, ANarrowTerminalShowsWhichDeviceAnswersAndWhetherItStillDoes) {
@@ -77,12 +75,10 @@ TEST_F(NodeTableTest, ANarrowTerminalShowsWhichDeviceAnswersAndWhetherItStillDoe
   setStatus("10.0.0.1", NodeStatus::UP);
   EXPECT_EQ(printed({80}),
             "ADDRESS   MAC                INTERFACE  MODEL            SERVICES         STATUS\n"
-            "10.0.0.1  00:00:5E:00:53:01  lan0       A model with q…  http:80 https:…  up\n"
-            "1 node\n");
+            "10.0.0.1  00:00:5E:00:53:01  lan0       A model with q…  http:80 https:…  up\n");
   EXPECT_EQ(printed({40}),
             "ADDRESS   SERVICES                STATUS\n"
-            "10.0.0.1  http:80 https:443 sip…  up\n"
-            "1 node\n");
+            "10.0.0.1  http:80 https:443 sip…  up\n");
 }
 
 TEST_F(NodeTableTest, WhatTheNetworkSaysCannotCommandTheTerminal) {
@@ -103,12 +99,37 @@ TEST_F(NodeTableTest, VendorsAreNamedAndCannotCommandTheTerminalEither) {
   KXVector<String> addresses;
   addresses.add("00:11:22:33:44:55");
   EXPECT_EQ(printed({}, Vendors(table.c_str(), addresses)),
-            "ADDRESS   MAC                INTERFACE  VENDOR\n"
-            "10.0.0.1  00:11:22:33:44:55  lan0       Acme\\x1b[2J\n"
-            "1 node\n");
+            "ADDRESS   MAC                INTERFACE  VENDOR       SERVICES\n"
+            "10.0.0.1  00:11:22:33:44:55  lan0       Acme\\x1b[2J  (not asked)\n");
   std::filesystem::remove_all(path);
 }
 
-TEST_F(NodeTableTest, WithoutNodesOnlyTheCountIsPrinted) { EXPECT_EQ(printed(), "0 nodes\n"); }
+TEST_F(NodeTableTest, WhoHasNoServiceHasRefusedOrBeenSilent) {
+  add("A", "10.0.0.1", "");
+  add("B", "10.0.0.2", "");
+  KX::Property::Value result;
+  ASSERT_TRUE(result
+                  .fromJson(R"({"nodes":[
+      {"ipAddress":"10.0.0.1","services":[{"service":"http","successful":false,"reason":"Connection refused"}]},
+      {"ipAddress":"10.0.0.2","services":[{"service":"http","successful":false,"reason":"No answer"}]}]})")
+                  .isSuccess());
+  answers_.add(result);
+  EXPECT_EQ(printed(),
+            "ADDRESS   MAC  INTERFACE  SERVICES\n"
+            "10.0.0.1  A    lan0       (refused)\n"
+            "10.0.0.2  B    lan0       (silent)\n");
+}
+
+TEST_F(NodeTableTest, WithoutNodesThereIsNoTable) { EXPECT_EQ(printed(), ""); }
+
+TEST_F(NodeTableTest, NodesAndServicesAreCounted) {
+  EXPECT_EQ(summarise(repository_), "0 nodes with 0 services");
+  add("A", "10.0.0.1", "");
+  addServices("10.0.0.1", {{"ping", 0}});
+  EXPECT_EQ(summarise(repository_), "1 node with 1 service");
+  add("B", "10.0.0.2", "");
+  addServices("10.0.0.2", {{"ping", 0}, {"http", 80}});
+  EXPECT_EQ(summarise(repository_), "2 nodes with 3 services");
+}
 
 }  // namespace

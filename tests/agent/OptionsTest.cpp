@@ -84,7 +84,7 @@ TEST(OptionsTest, HelpAndVersionNeedNoCommand) {
 }
 
 TEST(OptionsTest, ErrorsNameTheWordThatCannotBeUsed) {
-  EXPECT_EQ(errorOf({}), "expecting a command: run or scan");
+  EXPECT_EQ(errorOf({}), "expecting a command: run, scan or interfaces");
   EXPECT_EQ(errorOf({"walk"}), "unknown command: walk");
   EXPECT_EQ(errorOf({"run", "--nonsense"}), "unknown option: --nonsense");
   EXPECT_EQ(errorOf({"run", "--json"}), "unknown option: --json");
@@ -119,6 +119,27 @@ TEST(OptionsTest, AnEmptyValueIsNotTheSameAsNone) {
   for (const char* option : {"--interface", "--service", "--database"}) {
     EXPECT_NE(std::string(errorOf({"scan", option, ""})).find("unusable value"), std::string::npos) << option;
   }
+}
+
+TEST(OptionsTest, AScanIsQuickUnlessThoroughIsAskedFor) {
+  Options options;
+  ASSERT_TRUE(parse({"scan"}, options).isSuccess());
+  EXPECT_FALSE(options.thorough);
+  EXPECT_EQ(options.maxAddresses, 4096U);
+  ASSERT_TRUE(parse({"scan", "--thorough", "--max-addresses", "65536"}, options).isSuccess());
+  EXPECT_TRUE(options.thorough);
+  EXPECT_EQ(options.maxAddresses, 65536U);
+  EXPECT_NE(errorOf({"scan", "--max-addresses", "0"}).view().find("unusable value"), std::string_view::npos);
+  EXPECT_EQ(errorOf({"run", "--thorough"}), "unknown option: --thorough");
+}
+
+TEST(OptionsTest, InterfacesAreShownByTheRulesOfAScan) {
+  Options options;
+  ASSERT_TRUE(parse({"interfaces", "--interface", "^lan", "--database", "/config"}, options).isSuccess());
+  EXPECT_EQ(options.command, Options::Command::INTERFACES);
+  EXPECT_EQ(options.interfaces.size(), 1U);
+  EXPECT_EQ(options.database, "/config");
+  EXPECT_EQ(errorOf({"interfaces", "--json"}), "unknown option: --json");
 }
 
 }  // namespace

@@ -3,24 +3,38 @@
 
 #include "agent/ScanPlan.h"
 #include "discovery/common/Validation.h"
+#include "platform/text/KXRegEx.h"
 
 namespace {
 
 TEST(ScanPlanTest, ByDefaultAllServicesAreLookedForOnTheirUsualPorts) {
-  EXPECT_EQ(describeScan(Options()).toJson(),
-            R"({"id":"scan","scanType":"sequence","jobs":[{"scanType":"node"},)"
-            R"({"scanType":"service","services":{"sip":{"ports":[5060]},"http":{"ports":[80]},"https":{"ports":[443]},)"
-            R"("snmp":{"ports":[161]},"ping":{"ports":[0]}}},)"
-            R"({"scanType":"status","servicePriorities":["ping","sip","http","https","snmp"]}]})");
+  const Options options;
+  EXPECT_EQ(describeNodeScan(options).toJson(), R"({"scanType":"node"})");
+  EXPECT_EQ(describeServiceScan(options).toJson(),
+            R"({"scanType":"service","onlyWhenNeeded":true,"services":{"sip":{"ports":[5060]},"http":{"ports":[80]},)"
+            R"("https":{"ports":[443]},"snmp":{"ports":[161]},"ping":{"ports":[0]}}})");
+  EXPECT_EQ(describeStatusScan(options).toJson(),
+            R"({"scanType":"status","servicePriorities":["ping","sip","http","https","snmp"]})");
+  EXPECT_EQ(describeServices(options), "sip:5060 http:80 https:443 snmp:161 ping");
 }
 
 TEST(ScanPlanTest, InterfacesThatMatchAreScannedPrivateOrNot) {
   Options options;
   options.interfaces.add("^lan");
   options.interfaces.add("wan");
-  EXPECT_EQ(describeScan(options)["jobs"][0].toJson(),
+  EXPECT_EQ(describeNodeScan(options).toJson(),
             R"({"scanType":"node","interfaces":[{"regex":"^lan","privateNetworksOnly":false},)"
             R"({"regex":"wan","privateNetworksOnly":false}]})");
+}
+
+TEST(ScanPlanTest, OneInterfaceIsMeantLiterally) {
+  for (const char* const name : {"lan0", "l.n[0]", "a\\E|b", "Büro 1", "^x$"}) {
+    const String expression = describeNodeScanOf(name)["interfaces"][0]["regex"].toString();
+    const auto pattern = KXRegEx::COMPILE_EXPRESSION(expression);
+    EXPECT_TRUE(pattern->match(name)) << expression.c_str();
+    EXPECT_FALSE(pattern->match(String::format("%s1", name))) << expression.c_str();
+    EXPECT_FALSE(pattern->match("lXn0")) << expression.c_str();
+  }
 }
 
 TEST(ScanPlanTest, AServiceMayHaveSeveralPortsAndAPingComesFirst) {
@@ -28,22 +42,24 @@ TEST(ScanPlanTest, AServiceMayHaveSeveralPortsAndAPingComesFirst) {
   for (const char* service : {"http:8080", "sip:5060", "http:80", "ping:0"}) {
     ASSERT_TRUE(addServicePort(service, options.services));
   }
-  const auto jobs = describeScan(options)["jobs"];
-  EXPECT_EQ(jobs[1]["services"].toJson(),
+  EXPECT_EQ(describeServiceScan(options)["services"].toJson(),
             R"({"http":{"ports":[8080,80]},"sip":{"ports":[5060]},"ping":{"ports":[0]}})");
-  EXPECT_EQ(jobs[2]["servicePriorities"].toJson(), R"(["ping","http","sip"])");
+  EXPECT_EQ(describeStatusScan(options)["servicePriorities"].toJson(), R"(["ping","http","sip"])");
 }
 
 TEST(ScanPlanTest, WithoutAPingTheStatusIsThatOfTheServicesAsked) {
   Options options;
   ASSERT_TRUE(addServicePort("snmp:161", options.services));
-  EXPECT_EQ(describeScan(options)["jobs"][2]["servicePriorities"].toJson(), R"(["snmp"])");
+  EXPECT_EQ(describeStatusScan(options)["servicePriorities"].toJson(), R"(["snmp"])");
 }
 
-TEST(ScanPlanTest, ItIsADescriptionThatAScheduleCouldHold) {
+TEST(ScanPlanTest, TheyAreDescriptionsThatAScheduleCouldHold) {
   Options options;
   options.interfaces.add("^lan");
-  EXPECT_TRUE(KX::NMS::Discovery::validateJobDescriptionWhat(describeScan(options)).isSuccess());
+  for (const auto& description : {describeNodeScan(options), describeNodeScanOf("lan 0"), describeServiceScan(options),
+                                  describeStatusScan(options)}) {
+    EXPECT_TRUE(KX::NMS::Discovery::validateJobDescriptionWhat(description).isSuccess());
+  }
 }
 
 }  // namespace

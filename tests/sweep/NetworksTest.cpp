@@ -12,7 +12,7 @@ using testing::IsEmpty;
 constexpr std::uint32_t EVERYTHING = ~std::uint32_t{0};
 
 // In a network that no machine is in.
-Network network(std::uint32_t first, std::uint32_t last) { return {"lan"_s, 1, first, last, true}; }
+Network network(std::uint32_t first, std::uint32_t last) { return {"lan"_s, 1, 0, first, last, true}; }
 
 TEST(NetworksTest, ANetworkIsShownWithItsPrefix) {
   EXPECT_EQ(network(0xc6336400, 0xc63364ff).toString(), "198.51.100.0/24");

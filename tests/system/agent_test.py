@@ -574,54 +574,55 @@ class UnixLink(AgentTest):
 
 class Scan(AgentTest):
     def test_the_nodes_are_printed_as_a_table(self):
-        status, output, errors = self.run_agent("scan", "--database", self.database)
+        status, output, errors = self.run_agent("scan", "--thorough", "--database", self.database)
         self.assertEqual(status, 0, errors)
-        self.assertEqual(output, "ADDRESS   MAC                INTERFACE  MODEL\n"
-                                 "10.1.0.5  02:00:5E:00:00:05  LAN1\n"
-                                 "10.1.0.6  02:00:5E:00:00:06  LAN1       Varnel X 1.2\n"
-                                 "2 nodes\n")
+        self.assertRegex(output, "^ADDRESS   MAC                INTERFACE  MODEL         SERVICES\n"
+                                 r"10.1.0.5  02:00:5E:00:00:05  LAN1                     \(.*\)\n"
+                                 r"10.1.0.6  02:00:5E:00:00:06  LAN1       Varnel X 1.2  \(.*\)\n"
+                                 r"2 nodes with 0 services on 1 network in \d+\.\d s\n"
+                                 "looked for sip:5060 http:80 https:443 snmp:161 ping\n$")
 
     def test_the_nodes_are_printed_as_json(self):
-        status, output, _ = self.run_agent("scan", "--json", "--database", self.database)
+        status, output, _ = self.run_agent("scan", "--thorough", "--json", "--database", self.database)
         self.assertEqual(status, 0)
         self.assertEqual([node["ipAddress"] for node in json.loads(output)], ["10.1.0.5", "10.1.0.6"])
 
     def test_interfaces_are_chosen_by_name_private_or_not(self):
         self.write("arp-scan.eth2", "203.0.113.9\t02:00:5e:00:00:09\n")
-        status, output, _ = self.run_agent("scan", "--json", "--database", self.database, "--interface", "^WAN", "--interface", "x")
+        status, output, _ = self.run_agent("scan", "--thorough", "--json", "--database", self.database, "--interface", "^WAN", "--interface", "x")
         self.assertEqual(status, 0)
         self.assertEqual([(node["ipAddress"], node["interface"]) for node in json.loads(output)], [("203.0.113.9", "WAN")])
 
     def test_no_interface_is_status_1_and_a_reason(self):
-        status, output, errors = self.run_agent("scan", "--database", self.database, "--interface", "^nothing$")
+        status, output, errors = self.run_agent("scan", "--thorough", "--database", self.database, "--interface", "^nothing$")
         self.assertEqual((status, output), (1, ""))
-        self.assert_one_line(errors, "no interface was selected")
+        self.assertEqual(errors, "discovery-agent: no interface was selected\n  LAN1: no match\n  WAN: no match\n")
 
     def test_no_successful_scan_is_status_1_and_a_reason(self):
         (self.folder / "arp-scan.eth1").unlink()
         (self.folder / "discovery-client.eth1").unlink()
-        status, output, errors = self.run_agent("scan", "--database", self.database)
+        status, output, errors = self.run_agent("scan", "--thorough", "--database", self.database)
         self.assertEqual((status, output), (1, ""))
-        self.assertIn("no scan succeeded: ARP scan on LAN1: Exit status 1; Discovery scan on LAN1: Exit status 1", errors)
+        self.assertIn("no scan succeeded: ARP scan on LAN1: Exit status 1; Discovery scan on LAN1: Exit status 1 (no answer on eth1)", errors)
 
     def test_what_a_device_says_of_itself_cannot_command_the_terminal(self):
         self.write("discovery-client.eth1", json.dumps({"nodes": [
             {"physicalAddress": "A", "ipAddress": "10.1.0.7", "model": "\x1b[2Jx\ny"}]}))
-        _, output, _ = self.run_agent("scan", "--database", self.database)
+        _, output, _ = self.run_agent("scan", "--thorough", "--database", self.database)
         self.assertIn("Varnel \\x1b[2Jx\\ny", output)
         self.assertNotIn("\x1b", output)
 
     def test_interrupted_it_leaves_no_child(self):
         self.write("sleep", "45678")
-        agent = self.start("scan", "--database", self.database)
+        agent = self.start("scan", "--thorough", "--database", self.database)
         self.wait_for((self.folder / "calls").exists)
         agent.send_signal(signal.SIGINT)
-        self.assertEqual(agent.wait(timeout=60), 1)
+        self.assertEqual(agent.wait(timeout=60), 130)
         self.assertNotEqual(subprocess.run(["pgrep", "-f", "sleep 45678"], stdout=subprocess.DEVNULL).returncode, 0)
 
     def test_progress_is_shown_on_a_terminal(self):
         self.write("sleep", "1.5")
-        command = f"{AGENT} scan --json --database {self.database} >{self.folder}/out"
+        command = f"{AGENT} scan --thorough --json --database {self.database} >{self.folder}/out"
         shown = subprocess.run(["script", "-qec", command, "/dev/null"], env=self.environment, stdin=subprocess.DEVNULL,
                                stdout=subprocess.PIPE, timeout=60).stdout.decode()
         self.assertIn("Scan 1 of 4: ARP on LAN1, 0 s", shown)

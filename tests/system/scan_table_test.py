@@ -106,7 +106,7 @@ class Scan(unittest.TestCase):
             VENDORS.write_bytes(table)
 
     def start(self, *arguments, **streams):
-        return subprocess.Popen([OVERLAY, self.bin, AGENT, "scan", "--database", self.database, *arguments],
+        return subprocess.Popen([OVERLAY, self.bin, AGENT, "scan", "--thorough", "--database", self.database, *arguments],
                                 env=self.environment, stdin=subprocess.DEVNULL, **streams)
 
     def pipe(self, *arguments):
@@ -143,6 +143,11 @@ class Scan(unittest.TestCase):
         return lines
 
 
+    def assert_summary(self, lines, nodes=3, services=5):
+        self.assertRegex(lines[0], rf"^{nodes} nodes with {services} services on 1 network in \d+\.\d s$")
+        self.assertEqual(lines[1:], ["looked for sip:5060 http:80 https:443 snmp:161 ping"])
+
+
 class Table(Scan):
     def test_a_wide_terminal_shows_everything(self):
         lines = self.show_plainly(200)
@@ -150,8 +155,8 @@ class Table(Scan):
         self.assertEqual(re.split("  +", lines[1]), [
             "10.1.0.5", "00:00:5E:00:53:05", "LAN1", 'ICANN, "IANA" Department', MODEL, "http:80 https:443 ping sip:5060", "up"])
         self.assertEqual(re.split("  +", lines[2]), ["10.1.0.6", "02:00:5E:00:00:06", "LAN1", "http:80", "down"])
-        self.assertEqual(re.split("  +", lines[3]), ["10.1.0.7", "00:00:5E:00:53:07", "LAN1", 'ICANN, "IANA" Department'])
-        self.assertEqual(lines[4:], ["3 nodes"])
+        self.assertEqual(re.split("  +", lines[3]), ["10.1.0.7", "00:00:5E:00:53:07", "LAN1", 'ICANN, "IANA" Department', "(silent)"])
+        self.assert_summary(lines[4:])
 
     def test_an_ordinary_terminal_gets_its_longest_columns_cut(self):
         lines = self.show_plainly(80)
@@ -162,7 +167,8 @@ class Table(Scan):
     def test_a_narrow_terminal_shows_who_answers(self):
         self.assertEqual(self.show_plainly(40), [
             "ADDRESS   SERVICES                STATUS", "10.1.0.5  http:80 https:443 pin…  up",
-            "10.1.0.6  http:80                 down", "10.1.0.7", "3 nodes"])
+            "10.1.0.6  http:80                 down", "10.1.0.7  (silent)",
+            "3 nodes with 5 services on 1 network in…", "looked for sip:5060 http:80 https:443 s…"])
 
     def test_columns_is_heard_where_the_terminal_does_not_say(self):
         whole = self.show(0)
@@ -210,7 +216,8 @@ class Vendors(Scan):
     def test_a_malformed_table_does_no_harm(self):
         self.provide_vendors(b"00005E\n" + b"\t" * 5001 + b"00005E\0\t\xff\n" * 100000 + bytes(range(256)) * 1000)
         status, output, errors = self.pipe()
-        self.assertEqual((status, output.splitlines()[-1]), (0, "3 nodes"), errors)
+        self.assertEqual(status, 0, errors)
+        self.assert_summary(output.splitlines()[-2:])
 
 
 class Scans(Scan):
@@ -259,7 +266,8 @@ class Scans(Scan):
     def test_a_servicescan_that_fails_costs_its_columns_and_is_a_warning(self):
         self.write("exit-status", "3")
         status, output, errors = self.pipe()
-        self.assertEqual((status, output.splitlines()[0].split()), (0, HEADINGS[:4]))
+        self.assertEqual((status, output.splitlines()[0].split()), (0, [*HEADINGS[:4], "SERVICES"]))
+        self.assertEqual(output.count("(not asked)"), 3)
         self.assertEqual(self.warnings(errors), [
             "discovery-agent: warning: some scans failed: service scan (servicescan): Exit status 3"])
 
@@ -269,19 +277,22 @@ class Scans(Scan):
         if os.path.exists("/usr/bin/servicescan"):
             self.skipTest("this machine has a servicescan")
         status, output, errors = self.pipe()
-        self.assertEqual((status, output.splitlines()[-1]), (0, "3 nodes"))
-        [warning] = self.warnings(errors)
+        self.assertEqual(status, 0)
+        self.assert_summary(output.splitlines()[-2:], services=0)
+        [missing, warning] = self.warnings(errors)
+        self.assertIn("/usr/bin/servicescan: not found (Debian package discovery-tools)", missing)
         self.assertRegex(warning, "some scans failed: service scan .servicescan.: .*No such file")
 
     def test_a_status_scan_that_fails_leaves_the_services(self):
         (self.folder / "status").unlink()
         status, output, errors = self.pipe()
         self.assertEqual((status, output.splitlines()[0].split()), (0, HEADINGS[:-1]))
-        self.assertEqual(self.warnings(errors), [
-            "discovery-agent: warning: some scans failed: status scan (servicescan): Exit status 1"])
+        [warning] = self.warnings(errors)
+        self.assertIn("some scans failed: status scan (servicescan): Exit status 1 (FileNotFoundError", warning)
 
-    def test_no_interface_is_one_line(self):
-        self.assertEqual(self.pipe("--interface", "^nothing$"), (1, "", "discovery-agent: no interface was selected\n"))
+    def test_no_interface_is_one_line_and_one_an_interface(self):
+        self.assertEqual(self.pipe("--interface", "^nothing$"),
+                         (1, "", "discovery-agent: no interface was selected\n  LAN1: no match\n"))
 
     def test_interrupted_at_the_services_it_leaves_no_child_and_no_file(self):
         self.write("seconds", "45")
@@ -294,10 +305,126 @@ class Scans(Scan):
         self.assertEqual(len(children), 1)
         agent.send_signal(signal.SIGTERM)
         output, errors = agent.communicate(timeout=TIMEOUT)
-        self.assertEqual((agent.returncode, output), (1, b""))
+        self.assertEqual(agent.returncode, 128 + signal.SIGTERM)
+        self.assertEqual(output.decode().count("(not asked)"), 3)
         self.assertEqual(errors.decode().splitlines()[-1], "discovery-agent: interrupted")
         self.assertFalse(pathlib.Path(f"/proc/{children[0]}").exists())
         self.assertEqual(list(pathlib.Path("/tmp").glob(f"servicescan-input-scan.{agent.pid}.*")), [])
+
+
+class Interfaces(Scan):
+    def interfaces(self, *arguments):
+        agent = subprocess.run([AGENT, "interfaces", "--database", self.database, *arguments], env=self.environment,
+                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=TIMEOUT)
+        return agent.returncode, [line.split() for line in agent.stdout.decode().splitlines()], agent.stderr.decode()
+
+    def setUp(self):
+        super().setUp()
+        connection = sqlite3.connect(self.database)
+        connection.executescript("""
+            INSERT INTO dyn_if VALUES (2, 'eth2');
+            INSERT INTO ip_interface VALUES (2, 1, 2, 10, 'LAN2', 2, 1);
+            INSERT INTO ip_interface VALUES (3, 1, 2, 10, 'WAN', 2, 3);
+            INSERT INTO ip_interface_address VALUES (3, 3, 2, 10, '203.0.113.0/24');
+            INSERT INTO ip_interface VALUES (4, 1, 2, 10, 'LOOSE', NULL, 3);""")
+        connection.close()
+
+    def test_they_are_shown_with_the_reason_and_nothing_is_run(self):
+        self.assertEqual(self.interfaces(), (0, [
+            ["INTERFACE", "DEVICE", "SCAN", "WHY"], ["LAN1", "eth1", "yes", "private", "network"],
+            ["LAN2", "eth2", "no", "down"], ["WAN", "eth2", "no", "public"], ["LOOSE", "no", "not", "bound"]], ""))
+        self.assertFalse((self.folder / "calls").exists())
+
+    def test_names_choose(self):
+        status, rows, _ = self.interfaces("--interface", "^WAN$")
+        self.assertEqual((status, [row[-2:] for row in rows[1:]]), (0, [["no", "match"], ["match,", "down"], ["asked", "for"], ["not", "bound"]]))
+
+    def test_a_scan_without_an_interface_says_the_same(self):
+        status, output, errors = self.pipe("--interface", "^(LAN2|LOOSE)$")
+        self.assertEqual((status, output), (1, ""))
+        self.assertEqual(errors.splitlines(), ["discovery-agent: no interface was selected", "  LAN1: no match",
+                                               "  LAN2: down", "  WAN: no match", "  LOOSE: not bound"])
+
+
+class BeforeTheFirstPacket(Scan):
+    def run_with(self, *programs, prefix=()):
+        """A scan in whose PATH there are these fakes, and no folder of the system's own programs."""
+        for name in programs:
+            shutil.copy(FAKE_BIN / name, self.bin)
+        agent = subprocess.run([OVERLAY, self.bin, "env", f"PATH={self.folder}:/usr/bin", *prefix, AGENT, "scan", "--thorough", "--database", self.database],
+                               env={**self.environment, "PATH": os.environ["PATH"]}, stdin=subprocess.DEVNULL,
+                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=TIMEOUT)
+        return agent.returncode, agent.stdout.decode(), agent.stderr.decode()
+
+    WITHOUT_RAW_SOCKETS = ("setpriv", "--bounding-set=-net_raw", "--inh-caps=-net_raw")
+
+    def test_what_is_missing_and_what_is_left_is_one_line(self):
+        status, _, errors = self.run_with("arp-scan")
+        self.assertEqual(status, 0, errors)
+        self.assertTrue(errors.startswith("discovery-agent: warning: discovery-client: not found (Debian package discovery-tools); "
+                                          "devices are not asked what they are\n"), errors)
+
+    def test_without_the_right_to_raw_sockets_devices_are_left(self):
+        status, _, errors = self.run_with("arp-scan", "discovery-client", prefix=self.WITHOUT_RAW_SOCKETS)
+        self.assertEqual(status, 0, errors)
+        self.assertTrue(errors.startswith("discovery-agent: warning: arp-scan: may not open raw sockets (run as root, or with "
+                                          "CAP_NET_RAW); only devices that speak for themselves are found"), errors)
+
+    def test_nothing_useful_left_is_status_1_and_one_line(self):
+        status, output, errors = self.run_with("arp-scan", prefix=self.WITHOUT_RAW_SOCKETS)
+        self.assertEqual((status, output), (1, ""))
+        self.assertEqual(len(errors.splitlines()), 1, errors)
+        self.assertTrue(errors.startswith("discovery-agent: nothing can be scanned: "), errors)
+        self.assertFalse((self.folder / "calls").exists())
+
+    def test_the_folders_of_the_systems_programs_are_looked_through(self):
+        if not os.path.exists("/usr/sbin/arp-scan"):
+            self.skipTest("this machine has no arp-scan")
+        _, _, errors = self.run_with("discovery-client")
+        self.assertNotIn("not found", errors)
+
+
+class Output(Scan):
+    def test_a_full_disk_is_status_1_and_a_line(self):
+        for arguments in ((), ("--json",)):
+            (self.folder / "asked").unlink(missing_ok=True)
+            with open("/dev/full", "w") as full:
+                agent = self.start(*arguments, stdout=full, stderr=subprocess.PIPE)
+                errors = agent.communicate(timeout=TIMEOUT)[1].decode()
+            self.assertEqual(agent.returncode, 1)
+            self.assertRegex(errors, "discovery-agent: .*No space left on device")
+
+    def test_a_closed_pipe_is_status_1_and_a_line(self):
+        reader, writer = os.pipe()
+        os.close(reader)
+        agent = self.start(stdout=writer, stderr=subprocess.PIPE)
+        os.close(writer)
+        errors = agent.communicate(timeout=TIMEOUT)[1].decode()
+        self.assertEqual(agent.returncode, 1)
+        self.assertRegex(errors, "discovery-agent: .*Broken pipe")
+
+    def test_the_last_word_of_a_failed_command_is_shown(self):
+        (self.folder / "discovery-client.eth1").unlink()
+        status, _, errors = self.pipe()
+        self.assertEqual(status, 0)
+        self.assertIn("discovery-agent: warning: some scans failed: Discovery scan on LAN1: Exit status 1 (no answer on eth1)\n", errors)
+
+    def test_signals_end_it_with_what_was_found_and_leave_no_child(self):
+        for number in (signal.SIGINT, signal.SIGHUP):
+            (self.folder / "asked").unlink(missing_ok=True)
+            self.environment["SERVICESCAN_SECONDS"] = "45"
+            agent = self.start(stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+            deadline = time.monotonic() + TIMEOUT
+            while not (self.folder / "asked").exists():
+                self.assertLess(time.monotonic(), deadline)
+                time.sleep(0.02)
+            [child] = pathlib.Path(f"/proc/{agent.pid}/task/{agent.pid}/children").read_text().split()
+            agent.send_signal(number)
+            output, errors = agent.communicate(timeout=TIMEOUT)
+            self.assertEqual(agent.returncode, 128 + number)
+            self.assertEqual(output.decode().count("00:00:5E:00:53:05"), 1)
+            self.assertEqual(errors.decode(), "discovery-agent: interrupted\n")
+            self.assertFalse(pathlib.Path(f"/proc/{child}").exists())
 
 
 class Progress(Scan):
@@ -305,12 +432,18 @@ class Progress(Scan):
         self.write("sleep", "0.2")
         self.write("seconds", "2.2")
         shown = self.show(80, shown="stderr")
-        for text in ("Scan 1 of 4: ARP on LAN1, 0 s", "Scan 3 of 4: services of 3 nodes, 0 s",
-                     "Scan 3 of 4: services of 3 nodes, [12] s", "Scan 4 of 4: status of 2 nodes, 0 s"):
+        for text in ("Scan 1 of 4: ARP on LAN1, 0 s of about 24 s, 0 nodes", "Scan 3 of 4: services of 3 nodes, 0 s of about 3 s, 3 nodes",
+                     "Scan 3 of 4: services of 3 nodes, [12] s", "Scan 4 of 4: status of 2 nodes, 0 s", "10.1.0.5 +00:00:5E:00:53:05  LAN1"):
             self.assertRegex(shown, "\r\033\\[K" + text)
-        # Log lines stand on lines of their own, and nothing is left of the progress at the end.
+        # Nothing is left of it at the end: the three nodes are taken back.
+        self.assertTrue(shown.endswith("\r\033[K\033[3A\033[J"), repr(shown[-80:]))
+
+    def test_log_lines_stand_on_lines_of_their_own(self):
+        shown = self.show(80, "--verbosity", "1", shown="stderr")
+        self.assertIn("Scan succeeded", shown)
         for line in shown.split("\n"):
-            self.assertRegex(line.rpartition("\r\033[K")[2], r"^\d{4}-\d\d-\d\d |^$")
+            self.assertRegex(line.rpartition("\r\033[K")[2], r"^\d{4}-\d\d-\d\d |^10\.1\.0\.\d |^$")
+        self.assertNotIn("Scan succeeded", self.show(80, shown="stderr"))
 
     def test_it_stays_on_one_line(self):
         self.write("sleep", "0.2")
