@@ -37,8 +37,10 @@ void Handshakes::bound() {
   sessions_.erase(sessions_.begin(), kept.base());
 }
 
+// A client that is at work is waited for, though not for ever.
 bool Handshakes::isCrowded() const {
-  return std::count_if(sessions_.begin(), sessions_.end(), isUnproven) > static_cast<std::ptrdiff_t>(MAX_UNPROVEN);
+  const auto unproven = static_cast<std::size_t>(std::count_if(sessions_.begin(), sessions_.end(), isUnproven));
+  return unproven > (unproven == sessions_.size() ? MAX_UNPROVEN : MOST_UNPROVEN);
 }
 
 }  // namespace DeviceDiscovery::Responder

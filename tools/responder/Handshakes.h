@@ -16,6 +16,8 @@ class Handshakes {
   static constexpr std::size_t MAX_OF_A_SOURCE = 8;
   // Those whose address may be forged: the client has not repeated its cookie yet.
   static constexpr std::size_t MAX_UNPROVEN = 256;
+  // The same while others are under way.
+  static constexpr std::size_t MOST_UNPROVEN = 768;
 
   // To be called for each event of the context.
   void onEvent(coap_session_t& session, coap_event_t event);
@@ -23,8 +25,8 @@ class Handshakes {
 
   // Ends what is beyond MAX_OF_A_SOURCE. Not from inside of the library, which may be at work on one of them.
   void bound();
-  // Whether there are more than MAX_UNPROVEN. The library keeps those for half a minute, and ends them only with the
-  // context.
+  // Whether there are more unproven ones than may be. The library keeps those for half a minute, and ends them only
+  // with the context.
   bool isCrowded() const;
 
  private:

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <span>
 
 #include "platform/base/KXFile.h"
 #include "platform/net/IpAddress.h"
@@ -97,10 +98,10 @@ XCode readTargets(const String& path, const Complain& complain, Targets& targets
 
 bool isAllWrong(const Targets& targets) {
   const auto isWrong = [&](const Host& host) {
-    const auto first = targets.probes.begin() + host.firstProbe;
-    const auto end = targets.probes.begin() + host.endProbe;
-    const bool isRefused = std::all_of(first, end, [](const Probe& probe) { return !probe.reason.isEmpty(); });
-    return !host.reason.isEmpty() || (first != end && isRefused);
+    const auto probes = std::span(targets.probes).subspan(host.firstProbe, host.endProbe - host.firstProbe);
+    const bool isRefused =
+        std::all_of(probes.begin(), probes.end(), [](const Probe& probe) { return !probe.reason.isEmpty(); });
+    return !host.reason.isEmpty() || (!probes.empty() && isRefused);
   };
   return !targets.hosts.empty() && std::all_of(targets.hosts.begin(), targets.hosts.end(), isWrong);
 }
