@@ -19,13 +19,13 @@ class QuietSink final : public RTD::LogSink {
   std::unique_ptr<RTD::LogSink> sink_;
 };
 
-std::unique_ptr<RTD::LogSink> makeSink(Options::Log log, StatusLine& statusLine) {
+std::unique_ptr<RTD::LogSink> makeSink(Options::Log log, StatusLine& statusLine, RTD::StderrSink& errorOutput) {
   if (log == Options::Log::SYSLOG) return std::make_unique<RTD::SyslogSink>("discovery-agent"_s);
-  return std::make_unique<SinkAboveStatusLine>(statusLine);
+  return std::make_unique<SinkAboveStatusLine>(statusLine, errorOutput);
 }
 
-std::unique_ptr<RTD::LogSink> makeSink(const Options& options, StatusLine& statusLine) {
-  auto sink = makeSink(options.log, statusLine);
+std::unique_ptr<RTD::LogSink> makeSink(const Options& options, StatusLine& statusLine, RTD::StderrSink& errorOutput) {
+  auto sink = makeSink(options.log, statusLine, errorOutput);
   if (options.command == Options::Command::RUN || options.verbosity > 0) return sink;
   return std::make_unique<QuietSink>(std::move(sink));
 }
@@ -33,7 +33,8 @@ std::unique_ptr<RTD::LogSink> makeSink(const Options& options, StatusLine& statu
 }  // namespace
 
 Device::Device(const Options& options)
-    : sink_(makeSink(options, statusLine_)),
+    : errorOutput_(loop_),
+      sink_(makeSink(options, statusLine_, errorOutput_)),
       monitor_("discovery"_s, options.verbosity, *sink_),
       runner_(loop_, options.processLimits),
       kernelInterfaces_(loop_, database_) {

@@ -28,12 +28,14 @@ class Device {
   RTD::Monitor& monitor() { return monitor_; }
   RTD::LogSink& sink() { return *sink_; }
   StatusLine& statusLine() { return statusLine_; }
+  RTD::StderrSink& errorOutput() { return errorOutput_; }
 
  private:
   StatusLine statusLine_;
+  KX::UvEventLoop loop_;
+  RTD::StderrSink errorOutput_;
   std::unique_ptr<RTD::LogSink> sink_;
   RTD::Monitor monitor_;
-  KX::UvEventLoop loop_;
   KX::Shell::ProcessRunner runner_;
   DB::Database database_;
   DB::KernelInterfaces kernelInterfaces_;

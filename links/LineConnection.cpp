@@ -13,6 +13,7 @@ namespace {
 
 constexpr std::size_t PIECE = 16384;
 constexpr std::chrono::seconds FLUSH_LIMIT(5);
+constexpr std::uint64_t SILENCE_MS = 30'000;
 
 // From a copy, since the handler may destroy the connection and itself with it.
 void call(const std::function<void()>& handler) {
@@ -31,7 +32,8 @@ LineConnection::LineConnection(KXEventLoop& loop, const SessionOptions& options,
       reader_(options.messageLimit),
       writer_(loop, output, {[this](const XCode& reason) { onFailed(reason); }, [this] { call(handlers_.onDrained); }}),
       session_(options, *this),
-      nextPiece_(loop, 0, *this, &LineConnection::readPiece) {}
+      nextPiece_(loop, 0, *this, &LineConnection::readPiece),
+      silence_(loop, 0, *this, &LineConnection::onSilence) {}
 
 XCode LineConnection::start() {
   const XCode result = session_.open();
@@ -69,6 +71,11 @@ void LineConnection::receive(std::string_view bytes) {
     } else {
       session_.receiveTooLarge();
     }
+  }
+  if (reader_.isInLine()) {
+    silence_.start(SILENCE_MS, false, false);
+  } else {
+    silence_.stop();
   }
 }
 

@@ -5,9 +5,9 @@
 #include <memory>
 
 #include "links/LineReader.h"
-#include "links/LineWriter.h"
 #include "platform/loop/KXEventLoop.h"
 #include "platform/loop/KXEventTimeout.h"
+#include "platform/loop/LineWriter.h"
 #include "platform/service/ITransport.h"
 #include "platform/service/ServiceSession.h"
 
@@ -40,6 +40,8 @@ class LineConnection final : public ITransport {
   void stop();
   // Reads and handles what is there, up to 16 KiB; waits if nothing is.
   void readPiece();
+  // Whether the peer has begun a line and then sent nothing for half a minute. It may still go on.
+  bool isStalled() const { return reader_.isInLine() && !silence_.isActive(); }
   std::size_t unsent() const { return writer_.unsent(); }
 
   XCode send(const String& message) override { return writer_.send(message); }
@@ -47,6 +49,7 @@ class LineConnection final : public ITransport {
  private:
   void receive(std::string_view bytes);
   void receiveRest();
+  void onSilence() {}
   void endInput();
   void onFailed(const XCode& reason);
 
@@ -60,6 +63,8 @@ class LineConnection final : public ITransport {
   std::unique_ptr<KX::WatchEvent> readable_;
   // In place of a watch, for input that cannot be watched because it never lets a reader wait.
   KXEventTimeout<LineConnection> nextPiece_;
+  // Runs out when the peer falls silent in the middle of a line.
+  KXEventTimeout<LineConnection> silence_;
 };
 
 }  // namespace KX::NMS

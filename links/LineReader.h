@@ -23,6 +23,8 @@ class LineReader {
   void feed(std::string_view bytes) { input_ = bytes; }
   // The line, without its "\n", stays good until the next call.
   Result next(std::string_view& line);
+  // Whether the end of a line is still to come.
+  bool isInLine() const { return skipping_ || (!delivered_ && !partial_.empty()); }
   // At the end of the input: what came after the last "\n" is a line too.
   Result finish(std::string_view& line);
 

@@ -3,7 +3,6 @@
 
 #include "links/LineConnection.h"
 #include "links/Link.h"
-#include "platform/process/Descriptor.h"
 
 namespace KX::NMS {
 
@@ -20,7 +19,6 @@ class StdioLink final : public Link {
  private:
   void onConnectionEnded();
 
-  KX::Shell::Descriptor ownTerminal_;
   bool ended_ = false;
   LineConnection connection_;
 };

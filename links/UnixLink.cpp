@@ -15,10 +15,18 @@ namespace {
 constexpr std::uint64_t RETRY_MS = 1000;
 constexpr std::uint64_t LINGER_MS = 5000;
 
-// Whether the peer has closed its socket (POLLHUP), or at least its sending side (POLLRDHUP).
-bool hasHungUp(int descriptor, short how) {
+// Whether the peer has closed its socket (POLLHUP), or at least its sending side (POLLRDHUP), or has sent something
+// (POLLIN).
+bool pollSays(int descriptor, short how) {
   pollfd entry{descriptor, how, 0};
   return ::poll(&entry, 1, 0) > 0 && (static_cast<unsigned>(entry.revents) & static_cast<unsigned>(how)) != 0;
+}
+
+bool isSameUser(const KX::Shell::Descriptor& one, const KX::Shell::Descriptor& other) {
+  ucred users[2]{};
+  socklen_t length = sizeof users[0];
+  return ::getsockopt(one.get(), SOL_SOCKET, SO_PEERCRED, &users[0], &length) == 0 &&
+         ::getsockopt(other.get(), SOL_SOCKET, SO_PEERCRED, &users[1], &length) == 0 && users[0].uid == users[1].uid;
 }
 
 bool isOutOfDescriptors(int error) { return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM; }
@@ -65,13 +73,21 @@ void UnixLink::acceptPeer() {
   }
   if (!peer) return;
   finishGonePeer();
+  dropStalledPeer(peer);
   // A last request of the peer before may have stopped the link.
   if (isListening() && connection_ == nullptr) connect(std::move(peer));
 }
 
 void UnixLink::finishGonePeer() {
-  while (isReceiving() && hasHungUp(peer_.get(), POLLRDHUP)) connection_->readPiece();
-  if (isListening() && connection_ != nullptr && hasHungUp(peer_.get(), POLLHUP)) disconnect();
+  while (isReceiving() && pollSays(peer_.get(), POLLRDHUP)) connection_->readPiece();
+  if (isListening() && connection_ != nullptr && pollSays(peer_.get(), POLLHUP)) disconnect();
+}
+
+void UnixLink::dropStalledPeer(const KX::Shell::Descriptor& next) {
+  // Where the loop was held up, what the peer has sent may wait to be read.
+  if (!isReceiving() || !connection_->isStalled() || pollSays(peer_.get(), POLLIN) || !isSameUser(peer_, next)) return;
+  note("Connection failed", "The peer is silent in the middle of a message"_s);
+  disconnect();
 }
 
 void UnixLink::connect(KX::Shell::Descriptor peer) {
@@ -84,10 +100,13 @@ void UnixLink::connect(KX::Shell::Descriptor peer) {
                                                                 }});
   const XCode result = connection_->start();
   if (result.isSuccess()) return;
-  if (options_.monitor != nullptr) {
-    options_.monitor->note(RTD::OUTCOME, "[link] "_s, "Service not opened: %s", result.toString().c_str());
-  }
+  note("Service not opened", result.toString());
   disconnect();
+}
+
+void UnixLink::note(const char* what, const String& reason) const {
+  if (options_.monitor == nullptr) return;
+  options_.monitor->note(RTD::OUTCOME, "[link] "_s, "%s: %s", what, reason.c_str());
 }
 
 void UnixLink::onInputEnded() {

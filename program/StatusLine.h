@@ -37,10 +37,10 @@ class StatusLine {
 // Log lines on stderr, above the status line.
 class SinkAboveStatusLine final : public RTD::LogSink {
  public:
-  explicit SinkAboveStatusLine(StatusLine& statusLine) : statusLine_(statusLine) {}
+  SinkAboveStatusLine(StatusLine& statusLine, RTD::StderrSink& sink) : statusLine_(statusLine), sink_(sink) {}
   void write(const RTD::LogLine& line) override;
 
  private:
   StatusLine& statusLine_;
-  RTD::StderrSink sink_;
+  RTD::StderrSink& sink_;
 };

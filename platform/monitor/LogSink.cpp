@@ -4,8 +4,10 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
-#include <cerrno>
+#include <chrono>
+#include <cinttypes>
 #include <string_view>
 
 #include "platform/text/Printable.h"
@@ -14,6 +16,10 @@
 namespace {
 
 constexpr const char* INDENTATION = "\n    ";
+
+// A burst at the highest verbosity, and no more of a device's memory.
+constexpr std::size_t MOST_QUEUED = std::size_t{1} << 20U;
+constexpr std::chrono::seconds LAST_WAIT{1};
 
 // By kind.
 constexpr std::array<const char*, 7> KIND_NAMES{"", "trace1", "trace2", "trace3", "refusal", "outcome", "success"};
@@ -32,15 +38,6 @@ std::string_view takeLine(std::string_view& rest) {
   return line;
 }
 
-void writeToStderr(std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return;
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
-}
-
 }  // namespace
 
 namespace RTD {
@@ -55,12 +52,49 @@ String printable(const LogLine& line) {
   return result;
 }
 
+StderrSink::~StderrSink() {
+  if (writer_ == nullptr) return;
+  writer_->flush(LAST_WAIT);
+  tellLost();
+}
+
 void StderrSink::write(const LogLine& line) {
   const KX::Clock now = KX::Clock::NOW();
   String text = now.toString(KX::Clock::HUMAN);
   text.concatf(".%03u %s %s ", now.toTime().fraction / 1000, line.monitor.c_str(), KIND_NAMES[line.kind]);
-  text.append(printable(line)).append("\n");
-  writeToStderr(text);
+  text.append(printable(line));
+  put(text, 1);
+}
+
+void StderrSink::writeText(const String& lines) {
+  const std::string_view text = lines.view();
+  if (text.empty()) return;
+  const bool isEnded = text.back() == '\n';
+  const auto count = static_cast<std::uint64_t>(std::count(text.begin(), text.end(), '\n')) + (isEnded ? 0 : 1);
+  put(isEnded ? String(text.substr(0, text.size() - 1)) : lines, count);
+}
+
+void StderrSink::put(const String& text, std::uint64_t lines) {
+  tellLost();
+  if (lost_ == 0 && writer().hasRoomFor(text) && writer_->send(text).isSuccess()) return;
+  lost_ += lines;
+}
+
+// Only once all that was queued has gone out: a line that says so after each lost one would fill the queue in its turn.
+void StderrSink::tellLost() {
+  if (lost_ == 0 || writer().unsent() != 0) return;
+  const String note = String::format("%" PRIu64 " lines lost", lost_);
+  if (writer_->send(note).isSuccess()) lost_ = 0;
+}
+
+// A reader that is gone may be followed by another one.
+KX::LineWriter& StderrSink::writer() {
+  if (writer_ == nullptr || writer_->hasFailed()) {
+    writer_ = std::make_unique<KX::LineWriter>(
+        loop_, STDERR_FILENO,
+        KX::LineWriter::Handlers{[this](const XCode&) { writer_.reset(); }, [this] { tellLost(); }}, MOST_QUEUED);
+  }
+  return *writer_;
 }
 
 SyslogSink::SyslogSink(const String& program) : program_(program) {

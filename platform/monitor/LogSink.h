@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
+#include <memory>
+
 #include "platform/base/String.h"
+#include "platform/loop/LineWriter.h"
 
 namespace RTD {
 
@@ -16,7 +20,8 @@ struct LogLine {
   const String& text;     // as it was logged, control characters and all
 };
 
-// Where log lines go. A sink must not log itself, and a line that it cannot write is lost without a word.
+// Where log lines go. A sink must not log itself, and neither waits nor fails: a line that it cannot
+// write is lost.
 class LogSink {
  public:
   virtual ~LogSink() = default;
@@ -27,10 +32,29 @@ class LogSink {
 // lines indented, so that none can be taken for a line of its own.
 String printable(const LogLine& line);
 
-// One line on stderr: time, monitor, kind, then prefix and text.
+// One line on stderr: time, monitor, kind, then prefix and text. Nobody waits for the reader of stderr: what it does
+// not take is queued and follows on the loop as there is room. Beyond a bound whole lines are dropped, and "n lines
+// lost" says how many once there is room again.
 class StderrSink final : public LogSink {
  public:
+  // It goes before the loop does; what is queued then has a second to go out.
+  explicit StderrSink(KXEventLoop& loop) : loop_(loop) {}
+  StderrSink(const StderrSink&) = delete;
+  StderrSink& operator=(const StderrSink&) = delete;
+  ~StderrSink() override;
+
   void write(const LogLine& line) override;
+  // Lines as they are, such as a listing: all of them go out, or none.
+  void writeText(const String& lines);
+
+ private:
+  void put(const String& text, std::uint64_t lines);
+  void tellLost();
+  KX::LineWriter& writer();
+
+  KXEventLoop& loop_;
+  std::unique_ptr<KX::LineWriter> writer_;  // none until something is written, and after a failure
+  std::uint64_t lost_ = 0;
 };
 
 // The system log, under the program's name: traces are debug, refusals warnings, outcomes notices, successes info. One

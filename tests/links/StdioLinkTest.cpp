@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "links/StdioLink.h"
+#include "platform/process/Descriptor.h"
 #include "tests/links/TestPeer.h"
 #include "tests/platform/service/EchoService.h"
 

@@ -9,6 +9,7 @@
 #include "links/UnixLink.h"
 #include "platform/monitor/Monitor.h"
 #include "platform/testing/LogCapture.h"
+#include "platform/testing/VirtualEventLoop.h"
 #include "tests/links/TestPeer.h"
 #include "tests/platform/service/EchoService.h"
 
@@ -62,6 +63,87 @@ class UnixLinkTest : public testing::Test {
 };
 
 }  // namespace
+
+namespace {
+
+// The link on a loop whose timers run in simulated time, while its descriptors are those of the real one.
+class UnixLinkTimeTest : public UnixLinkTest {
+ protected:
+  UnixLinkTimeTest() {
+    link.emplace(loop, SessionOptions{.factory = echo.factory, .serviceName = "echo"_s, .monitor = &monitor},
+                 String(path.c_str()));
+    EXPECT_TRUE(link->start().isSuccess());
+  }
+  ~UnixLinkTimeTest() override { link.reset(); }
+
+  class MixedLoop final : public KXEventLoop {
+   public:
+    explicit MixedLoop(KXEventLoop& real) : real_(real) {}
+    void run() override { real_.run(); }
+    void stop() override { real_.stop(); }
+    void post(Handler task) override { real_.post(std::move(task)); }
+    std::unique_ptr<KX::TimeoutEvent> createTimeoutEvent(unsigned priority, Handler handler) override {
+      return time.createTimeoutEvent(priority, std::move(handler));
+    }
+    std::unique_ptr<KX::WatchEvent> createDescriptorEvent(int descriptor, unsigned readiness,
+                                                          std::function<void(unsigned)> handler) override {
+      return real_.createDescriptorEvent(descriptor, readiness, std::move(handler));
+    }
+    std::unique_ptr<KX::WatchEvent> createSignalEvent(int signal, Handler handler) override {
+      return real_.createSignalEvent(signal, std::move(handler));
+    }
+    KX::Clock now() const override { return time.now(); }
+
+    KX::Testing::VirtualEventLoop time;
+
+   private:
+    KXEventLoop& real_;
+  };
+  MixedLoop loop{runner.loop};
+};
+
+}  // namespace
+
+TEST_F(UnixLinkTimeTest, ANewPeerTakesOverFromOneThatIsSilentInTheMiddleOfALine) {
+  const auto silent = connectAndAsk();
+  silent->send("{\"kind\":");
+  runner.runOnce();
+  loop.time.advance(std::chrono::milliseconds(29'999));
+  EXPECT_TRUE(connect()->waitForEnd());
+  loop.time.advance(std::chrono::milliseconds(1));
+  const auto next = connectAndAsk();
+  EXPECT_TRUE(silent->waitForEnd());
+  ASSERT_EQ(echo.services.size(), 2U);
+  EXPECT_EQ(echo.services[0]->stops, 1);
+  EXPECT_TRUE(log.has("[link] Connection failed: The peer is silent in the middle of a message"));
+}
+
+TEST_F(UnixLinkTimeTest, APeerThatIsSilentBetweenLinesOrGoesOnInTimeStays) {
+  const auto peer = connectAndAsk();
+  loop.time.advance(std::chrono::hours(1));
+  EXPECT_TRUE(connect()->waitForEnd());
+  for (const char* piece : {"{\"kind\":", "\"request\""}) {
+    peer->send(piece);
+    runner.runOnce();
+    loop.time.advance(std::chrono::seconds(29));
+    EXPECT_TRUE(connect()->waitForEnd());
+  }
+  peer->send(",\"service\":\"echo\",\"name\":\"echo\",\"id\":1,\"data\":2}\n");
+  EXPECT_TRUE(peer->waitForLines(2));
+  EXPECT_EQ(echo.services.size(), 1U);
+}
+
+// After a command that held up the loop, for instance.
+TEST_F(UnixLinkTimeTest, WhatAPeerHasSentMeanwhileKeepsIt) {
+  const auto peer = connectAndAsk();
+  peer->send("{");
+  runner.runOnce();
+  peer->send("}");
+  const auto next = connect();
+  loop.time.advance(std::chrono::seconds(30));
+  EXPECT_TRUE(next->waitForEnd());
+  EXPECT_EQ(echo.services.size(), 1U);
+}
 
 TEST_F(UnixLinkTest, ServiceIsOpenWhileAPeerIsConnected) {
   EXPECT_TRUE(echo.services.empty());

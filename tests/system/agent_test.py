@@ -310,6 +310,32 @@ class StdioLink(AgentTest):
                     "  Scheduled Scans: 0", "Quelix Discovery Client", "  Connected: yes"):
             self.assertIn(row, rows)
 
+    def test_an_unread_stderr_holds_up_nothing(self):
+        agent = self.start("run", "--database", self.database, "--verbosity", "3")
+        for number in range(1000):
+            nodes = [{"ipAddress": f"10.0.{number // 250}.{number % 250}", "model": "x" * 2000}]
+            agent.stdin.write((request("addNodes", number, nodes=nodes) + "\n").encode())
+            if number % 100 == 99:
+                agent.stdin.flush()
+                agent.send_signal(signal.SIGUSR1)
+                for _ in range(100):
+                    self.assertEqual(json.loads(agent.stdout.readline())["kind"], "ack")
+        agent.send_signal(signal.SIGTERM)
+        self.assertEqual(agent.wait(timeout=20), 0)
+        lines = agent.stderr.read().decode().splitlines()
+        self.assertTrue(all(line.startswith(("20", " ", "Local", "Network", "Quelix")) for line in lines[:-1]), lines[-2:])
+
+    def test_a_slow_reader_of_stderr_is_told_how_many_lines_it_lost(self):
+        agent = self.start("run", "--database", self.database)
+        nodes = [{"ipAddress": f"10.0.{number // 250}.{number % 250}"} for number in range(5000)]
+        for _ in range(30):
+            agent.stdin.write((request("addNodes", 1, nodes=nodes) + "\n").encode())
+            agent.stdin.flush()
+            agent.stdout.readline()
+            agent.send_signal(signal.SIGUSR1)
+        told = next(line for line in agent.stderr if line.endswith(b" lines lost\n"))
+        self.assertRegex(told.decode(), r"^\d{4,} lines lost$")
+
     def test_commands_are_bounded(self):
         self.write("sleep", "34567")
         plan = self.write("plan", json.dumps([{"id": "p", "scanType": "node", "schedule": {"firstRun": "now"}}]))

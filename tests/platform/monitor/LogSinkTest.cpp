@@ -2,18 +2,23 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "platform/loop/UvEventLoop.h"
 #include "platform/monitor/LogSink.h"
 #include "platform/testing/VirtualEventLoop.h"
 
@@ -103,7 +108,7 @@ class StderrSinkTest : public testing::Test {
   std::string before_;
   // 22:25:00.123 in UTC.
   KX::Testing::VirtualEventLoop loop_{KX::Clock::fromMicroseconds(1'795'213'500'123'456)};
-  RTD::StderrSink sink_;
+  RTD::StderrSink sink_{loop_};
 };
 
 TEST(PrintableLogLineTest, IsPrefixThenText) {
@@ -168,8 +173,81 @@ TEST_F(StderrSinkTest, LineThatCannotBeWrittenIsLost) {
   write(RTD::OUTCOME, "", "lost");
   for (const std::string& text : written()) ASSERT_EQ(text, "x");
   write(RTD::OUTCOME, "", "back");
-  EXPECT_EQ(written().size(), 1U);
+  EXPECT_THAT(written(), ElementsAre("3 lines lost\n", testing::HasSubstr("back")));
 }
+
+// A stderr that nobody reads at first, on a real loop.
+class UnreadStderrTest : public testing::TestWithParam<bool> {
+ protected:
+  UnreadStderrTest() {
+    std::signal(SIGPIPE, SIG_IGN);
+    EXPECT_EQ(GetParam() ? pipe2(ends_.data(), O_CLOEXEC) : socketpair(AF_UNIX, SOCK_STREAM, 0, ends_.data()), 0);
+  }
+  ~UnreadStderrTest() override {
+    close(ends_[0]);
+    close(ends_[1]);
+  }
+  // What is there to read, with the loop in between, until nothing comes.
+  std::string readAll() {
+    std::string text;
+    const auto end = loop_.createTimeoutEvent(9, [this] { loop_.stop(); });
+    for (pollfd entry{ends_[0], POLLIN, 0}; poll(&entry, 1, 0) > 0;) {
+      std::array<char, 65536> buffer{};
+      const ssize_t size = read(ends_[0], buffer.data(), buffer.size());
+      if (size <= 0) break;
+      text.append(buffer.data(), static_cast<std::size_t>(size));
+      end->start(1, false, false);
+      loop_.run();
+    }
+    return text;
+  }
+
+  std::array<int, 2> ends_{};
+  KX::UvEventLoop loop_;
+};
+
+TEST_P(UnreadStderrTest, NobodyWaitsAndWholeLinesAreLostAndCounted) {
+  const StderrTo redirected(ends_[1]);
+  RTD::StderrSink sink(loop_);
+  const String text(std::string(1000, 'x'));
+  constexpr unsigned LINES = 5000;
+  for (unsigned i = 0; i < LINES; ++i) sink.write({RTD::TRACE_3, "discovery", "", text});
+  const std::string all = readAll();
+  std::istringstream lines(all);
+  unsigned whole = 0;
+  std::string line;
+  while (std::getline(lines, line) && line.ends_with(text.c_str())) ++whole;
+  EXPECT_GT(whole, 1000U) << "what fits the queue";
+  EXPECT_LT(whole, 2000U) << "the queue is bounded";
+  EXPECT_EQ(line, std::to_string(LINES - whole) + " lines lost");
+  EXPECT_FALSE(std::getline(lines, line)) << line;
+  sink.write({RTD::TRACE_3, "discovery", "", "back"});
+  EXPECT_THAT(readAll(), testing::EndsWith("trace3 back\n"));
+}
+
+TEST_P(UnreadStderrTest, AListingGoesOutWholeOrIsCountedLineByLine) {
+  const StderrTo redirected(ends_[1]);
+  RTD::StderrSink sink(loop_);
+  std::string listing;
+  for (unsigned i = 0; i < 200'000; ++i) listing += "a row\n";
+  const String text(listing);
+  for (int i = 0; i < 3; ++i) sink.writeText(text);
+  const std::string all = readAll();
+  EXPECT_TRUE(all == listing + "400000 lines lost\n") << all.size();
+}
+
+TEST_P(UnreadStderrTest, TheEndWaitsOnlyAWhileForAReader) {
+  const StderrTo redirected(ends_[1]);
+  const auto start = std::chrono::steady_clock::now();
+  {
+    RTD::StderrSink sink(loop_);
+    for (int i = 0; i < 500; ++i) sink.write({RTD::TRACE_3, "discovery", "", String(std::string(1000, 'x'))});
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+}
+
+INSTANTIATE_TEST_SUITE_P(Stderr, UnreadStderrTest, testing::Bool(),
+                         [](const auto& kind) { return kind.param ? "Pipe" : "Socket"; });
 
 TEST(SyslogSinkTest, OpensAndClosesTheLogUnderTheProgramsName) {
   {

@@ -1,15 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "links/LineWriter.h"
+#include "platform/loop/LineWriter.h"
 
+#include <fcntl.h>
 #include <limits.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 
-namespace KX::NMS {
+namespace KX {
 
 namespace {
 
@@ -24,13 +26,20 @@ bool isRoomFor(int descriptor, int milliseconds) {
   return ::poll(&entry, 1, milliseconds) > 0;
 }
 
+int openTerminalAgain(int descriptor) {
+  if (::isatty(descriptor) == 0) return -1;
+  const String path = String::format("/proc/self/fd/%d", descriptor);
+  return ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+}
+
 bool isBlocked(int error) { return error == EAGAIN || error == EWOULDBLOCK || error == EINTR; }
 
 }  // namespace
 
 LineWriter::LineWriter(KXEventLoop& loop, int descriptor, Handlers handlers, std::size_t bound)
     : loop_(loop),
-      descriptor_(descriptor),
+      ownTerminal_(openTerminalAgain(descriptor)),
+      descriptor_(ownTerminal_ >= 0 ? ownTerminal_ : descriptor),
       handlers_(std::move(handlers)),
       bound_(bound),
       failing_(loop, 0, *this, &LineWriter::reportFailure) {
@@ -38,6 +47,16 @@ LineWriter::LineWriter(KXEventLoop& loop, int descriptor, Handlers handlers, std
   const bool isKnown = ::fstat(descriptor, &status) == 0;
   isSocket_ = isKnown && S_ISSOCK(status.st_mode);
   mostAtOnce_ = isSocket_ || (isKnown && S_ISREG(status.st_mode)) ? LARGE_PIECE : POLLED_PIECE;
+}
+
+LineWriter::~LineWriter() {
+  writable_.reset();
+  if (ownTerminal_ >= 0) ::close(ownTerminal_);
+}
+
+bool LineWriter::hasRoomFor(const String& line) {
+  if (failure_.isSuccess() && exceedsBound(line)) static_cast<void>(writeQueued());
+  return failure_.isSuccess() && !exceedsBound(line);
 }
 
 XCode LineWriter::send(const String& line) {
@@ -150,4 +169,4 @@ void LineWriter::reportFailure() {
   if (handler) handler(reason);
 }
 
-}  // namespace KX::NMS
+}  // namespace KX

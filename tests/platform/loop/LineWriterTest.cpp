@@ -4,10 +4,10 @@
 #include <csignal>
 #include <optional>
 
-#include "links/LineWriter.h"
+#include "platform/loop/LineWriter.h"
 #include "tests/links/TestPeer.h"
 
-using namespace KX::NMS;
+using KX::LineWriter;
 using namespace std::chrono_literals;
 
 namespace {

@@ -13,7 +13,7 @@
 #include "platform/base/XCode.h"
 #include "platform/loop/KXEventTimeout.h"
 
-namespace KX::NMS {
+namespace KX {
 
 // Writes lines to a descriptor without ever waiting for its reader: what the reader does not take is queued and follows
 // as it makes room. Once more bytes than the bound would wait behind the line that is on its way, line ends included,
@@ -33,9 +33,15 @@ class LineWriter {
   };
 
   LineWriter(KXEventLoop& loop, int descriptor, Handlers handlers, std::size_t bound = DEFAULT_BOUND);
+  LineWriter(const LineWriter&) = delete;
+  LineWriter& operator=(const LineWriter&) = delete;
+  ~LineWriter();
 
   // Takes one line without its end. An error once the writer has failed.
   XCode send(const String& line);
+  // Whether a line could be sent without exceeding the bound. Lets the reader take what it will before it says no.
+  bool hasRoomFor(const String& line);
+  bool hasFailed() const { return failure_.isErr(); }
   // Bytes that are still queued, line ends included.
   std::size_t unsent() const { return unsent_; }
   // Waits for the reader to take what is queued, at most so long, and leaves the rest: the loop no longer watches for
@@ -57,6 +63,7 @@ class LineWriter {
   void reportFailure();
 
   KXEventLoop& loop_;
+  int ownTerminal_;  // or -1
   int descriptor_;
   Handlers handlers_;
   std::size_t bound_;
@@ -67,8 +74,8 @@ class LineWriter {
   std::size_t offset_ = 0;
   std::size_t unsent_ = 0;
   XCode failure_;
-  std::unique_ptr<KX::WatchEvent> writable_;
+  std::unique_ptr<WatchEvent> writable_;
   KXEventTimeout<LineWriter> failing_;
 };
 
-}  // namespace KX::NMS
+}  // namespace KX
