@@ -54,7 +54,13 @@ void Agent::stop() {
   link_->stop();
 }
 
+void Agent::takePlanAnew() {
+  const Value plan = plan_;
+  if (plan.isValid()) updateJobDescriptions(plan);
+}
+
 void Agent::updateJobDescriptions(const Value& descriptions) {
+  plan_ = descriptions;
   if (options_.clearBeforeUpdate) scheduler_->clear();
   scheduler_->updateJobDescriptions(descriptions);
 }

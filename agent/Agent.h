@@ -23,6 +23,10 @@ class Agent {
   // Cancels what runs, reports that to the server, and closes the link.
   void stop();
 
+  // Hands the last plan to the scheduler once more, as if it had just come: for when the times that were computed from
+  // it are wrong.
+  void takePlanAnew();
+
   // Everything that the parts show of themselves, as text.
   String describe() const;
 
@@ -35,4 +39,5 @@ class Agent {
   KXPtr<KX::NMS::Discovery::Scheduler> scheduler_;
   KXPPtr<KX::NMS::Discovery::CClient> client_;
   std::unique_ptr<KX::NMS::Link> link_;
+  KX::Property::Value plan_;
 };

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "agent/RunCommand.h"
 
+#include <cinttypes>
 #include <csignal>
-#include <cstdio>
 
 #include "agent/Agent.h"
+#include "agent/ClockWatch.h"
 #include "agent/Device.h"
 #include "platform/process/StopSignals.h"
 #include "program/Complaint.h"
@@ -21,7 +22,11 @@ int runCommand(const Options& options) {
   XCode result = device.start(options);
   if (result.isErr()) return complain(result.toString());
   Agent agent(loop, device.monitor(), options);
-  const auto onDiagnose = loop.createSignalEvent(SIGUSR1, [&agent] { std::fputs(agent.describe().c_str(), stderr); });
+  const auto onDiagnose = loop.createSignalEvent(SIGUSR1, [&] { device.errorOutput().writeText(agent.describe()); });
+  const ClockWatch clockWatch(loop, [&](std::int64_t seconds) {
+    device.monitor().note(RTD::OUTCOME, "[agent] "_s, "The clock went back by %" PRId64 " s", seconds);
+    agent.takePlanAnew();
+  });
   result = agent.start(stop);
   if (result.isErr()) return complain(result.toString());
   loop.run();
