@@ -38,12 +38,12 @@ static XCode serve(KXEventLoop& loop, const char* socket) {
 
 int main(int argc, char* argv[]) {
   if (argc != 2) return 2;
-  RTD::StderrSink sink;
+  KX::UvEventLoop loop;
+  RTD::StderrSink sink(loop);
   RTD::Monitor monitor("discovery", 0, sink);
   MON = &monitor;
 
   // What hangs on the loop: the runner of commands, and the device's interfaces.
-  KX::UvEventLoop loop;
   KX::Shell::ProcessRunner runner(loop);
   loop.provide<KX::Shell::Runner>(&runner);
   DB::Database database;
