@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <sys/types.h>
-
+#include <cstdint>
 #include <string>
 
 #include "platform/base/String.h"
@@ -48,8 +47,8 @@ class Hold {
   bool lock(short kind) const;
 
   int descriptor_ = -1;
-  dev_t device_ = 0;
-  ino_t inode_ = 0;
+  std::uint64_t device_ = 0;
+  std::uint64_t inode_ = 0;
 };
 
 }  // namespace WriteAheadLog

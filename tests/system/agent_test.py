@@ -336,6 +336,24 @@ class StdioLink(AgentTest):
         told = next(line for line in agent.stderr if line.endswith(b" lines lost\n"))
         self.assertRegex(told.decode(), r"^\d{4,} lines lost$")
 
+    def test_a_database_in_wal_mode_is_read_where_nothing_may_be_written(self):
+        connection = sqlite3.connect(self.database)
+        connection.execute("PRAGMA journal_mode = WAL")
+        connection.execute("UPDATE ip_interface SET if_state = 3")
+        connection.commit()
+        self.database.chmod(0o444)
+        self.folder.chmod(0o555)
+        # Root without the right to write everywhere.
+        command = ["setpriv", "--bounding-set=-dac_override", AGENT, "run", "--database", self.database]
+        for what in ("with its log", "without it"):
+            with self.subTest(what):
+                before = sorted(self.folder.iterdir())
+                agent = subprocess.run(command, env=self.environment, stdin=subprocess.DEVNULL, capture_output=True, timeout=60)
+                self.assertEqual((agent.returncode, agent.stdout, agent.stderr), (0, b"", b""))
+                self.assertEqual(sorted(self.folder.iterdir()), before)
+            connection.close()
+        self.folder.chmod(0o755)
+
     def test_commands_are_bounded(self):
         self.write("sleep", "34567")
         plan = self.write("plan", json.dumps([{"id": "p", "scanType": "node", "schedule": {"firstRun": "now"}}]))
