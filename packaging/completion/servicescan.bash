@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash disable=SC2034,SC2207
-# The options are those of --help.
+# The options are those of --help; what is none may be a service.
 _servicescan() {
   local cur prev words cword split
   _init_completion -s || return
@@ -8,6 +8,9 @@ _servicescan() {
     -t | --targets) _filedir; return ;;
     --timeout | --tries | --community | --parallel | --rate | --sweep | --max-addresses) return ;;
   esac
-  $split || COMPREPLY=($(compgen -W "$(_parse_help "$1")" -- "$cur"))
+  $split && return
+  local offered="ping http https snmp sip"
+  [[ $cur != -* ]] || offered=$(_parse_help "$1")
+  COMPREPLY=($(compgen -W "$offered" -- "$cur"))
 }
 complete -F _servicescan servicescan

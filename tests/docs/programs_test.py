@@ -73,6 +73,11 @@ class ProgramsTest(unittest.TestCase):
         lines = [f"{command} --" for command in COMMANDS] or ["--"]
         self.assertEqual({word for words in offers(*lines) for word in words}, {long_name(option) for _, option in OPTIONS})
 
+    def test_services_are_offered_behind_targets(self):
+        if NAME != "servicescan":
+            self.skipTest("asks for no services")
+        self.assertEqual(offers("10.0.0.1 ht", "10.0.0.1 http s"), [["http", "https"], ["snmp", "sip"]])
+
     def test_a_command_is_offered_its_own_options(self):
         if not COMMANDS:
             self.skipTest("has no commands")
