@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <string_view>
+
 #include "platform/property/Value.h"
 #include "platform/time/Clock.h"
 
 namespace KX::NMS::Discovery {
+
+// Whether jobs of this type exist: "node", "service", "status" and "sequence", compared exactly.
+bool isScanType(std::string_view type);
 
 // Whether a job description's scan part can be used. Only what no scan could use is refused: missing ids, unknown scan
 // types and unknown keys are handled where the job is prepared or invoked. The items of "jobs" obey the same rules.

@@ -4,6 +4,8 @@
 #include "discovery/common/Limits.h"
 #include "discovery/common/Validation.h"
 #include "platform/text/KXRegEx.h"
+#include "platform/text/Unseen.h"
+#include "platform/text/Utf8.h"
 
 namespace KX::NMS::Discovery {
 namespace {
@@ -13,9 +15,10 @@ using Property::Value;
 // "id" names files and fills log prefixes, so it must stay within one path component and one word.
 XCode checkId(const Value& description) {
   const String id = description["id"].toString();
-  const bool unusable = std::any_of(id.view().begin(), id.view().end(), [](char c) {
-    return c == '/' || static_cast<unsigned char>(c) <= ' ' || c == '\x7f';
-  });
+  bool unusable = false;
+  for (std::string_view rest = id; !rest.empty(); rest.remove_prefix(nextUtf8(rest).length)) {
+    unusable = unusable || rest[0] == '/' || rest[0] == ' ' || startsWithControl(rest);
+  }
   return unusable || id.length() > Limits::JOB_ID_BYTES ? XCode::error("Invalid job id") : XCode();
 }
 
@@ -24,10 +27,20 @@ bool isArrayOfObjects(const Value& value) {
                                         [](const Value& element) { return element.isObject(); });
 }
 
-XCode checkInterfaces(const Value& description) {
+// Recursion ends with the value, whose depth its reader has bounded.
+std::size_t countInterfaceRules(const Value& description) {
+  std::size_t count = description["interfaces"].elements().size();
+  for (const Value& item : description["jobs"].elements()) count += countInterfaceRules(item);
+  return count;
+}
+
+XCode checkInterfaces(const Value& description, bool isOutermost) {
   const Value* interfaces = description.find("interfaces");
+  if (interfaces != nullptr && !isArrayOfObjects(*interfaces)) return XCode::error("Expecting interfaces array");
+  if (isOutermost && countInterfaceRules(description) > Limits::INTERFACE_RULES) {
+    return XCode::error("Too many interface rules");
+  }
   if (interfaces == nullptr) return XCode();
-  if (!isArrayOfObjects(*interfaces)) return XCode::error("Expecting interfaces array");
   for (const Value& item : interfaces->elements()) {
     const Value* expression = item.find("regex");
     if (expression == nullptr) continue;
@@ -59,43 +72,44 @@ XCode checkServices(const Value& description) {
 
 bool isSequence(const Value& description) { return description["scanType"].toString() == "sequence"; }
 
-bool isScanType(const String& type) {
-  return type == "node" || type == "service" || type == "status" || type == "sequence";
+// However often they are repeated.
+bool nestsTooDeep(const Value& sequence, unsigned depth) {
+  if (depth > Limits::SEQUENCE_DEPTH) return true;
+  const auto items = sequence["jobs"].elements();
+  return std::any_of(items.begin(), items.end(),
+                     [&](const Value& item) { return isSequence(item) && nestsTooDeep(item, depth + 1); });
 }
 
 // The sub-jobs that a sequence expands to, as far as the limit: what is past it is just past it.
-std::uint64_t countSubJobs(const Value& sequence, unsigned depth) {
+std::uint64_t countSubJobs(const Value& sequence) {
   constexpr std::uint64_t TOO_MANY = Limits::SUB_JOBS + 1;
-  if (depth > Limits::SEQUENCE_DEPTH) return TOO_MANY;
   std::uint64_t count = 0;
   for (const Value& item : sequence["jobs"].elements()) {
-    const bool nested = isSequence(item);
-    const std::uint64_t each = 1 + (nested ? countSubJobs(item, depth + 1) : 0);
-    if (each > TOO_MANY) return TOO_MANY;
-    if (isScanType(item["scanType"].toString())) count += each * item["repeat"].toUIntOr(1);
+    if (!isScanType(item["scanType"].toString())) continue;
+    const std::uint64_t each = 1 + (isSequence(item) ? countSubJobs(item) : 0);
+    count += each * item["repeat"].toUIntOr(1);
     if (count >= TOO_MANY) return TOO_MANY;
   }
   return count;
 }
 
-XCode checkItem(const Value& description);
+XCode checkItem(const Value& description, bool isOutermost);
 
-// Recursion ends with the value, whose depth its reader has bounded.
 XCode checkJobs(const Value& description) {
   const Value* jobs = description.find("jobs");
   if (jobs == nullptr) return XCode();
   if (!isArrayOfObjects(*jobs)) return XCode::error("Expecting jobs array");
   for (const Value& item : jobs->elements()) {
-    XCode result = checkItem(item);
+    XCode result = checkItem(item, false);
     if (result.isErr()) return result;
   }
   return XCode();
 }
 
-XCode checkItem(const Value& description) {
+XCode checkItem(const Value& description, bool isOutermost) {
   if (!description.isObject()) return XCode::error("Expecting job description object");
   XCode result = checkId(description);
-  if (result.isSuccess()) result = checkInterfaces(description);
+  if (result.isSuccess()) result = checkInterfaces(description, isOutermost);
   if (result.isSuccess()) result = checkServices(description);
   if (result.isSuccess()) result = checkJobs(description);
   return result;
@@ -103,12 +117,15 @@ XCode checkItem(const Value& description) {
 
 }  // namespace
 
+bool isScanType(std::string_view type) {
+  return type == "node" || type == "service" || type == "status" || type == "sequence";
+}
+
 XCode validateJobDescriptionWhat(const Value& description) {
-  XCode result = checkItem(description);
-  if (result.isSuccess() && isSequence(description) && countSubJobs(description, 1) > Limits::SUB_JOBS) {
-    result = XCode::error("Too many sub-jobs");
-  }
-  return result;
+  XCode result = checkItem(description, true);
+  if (result.isErr() || !isSequence(description)) return result;
+  const bool isTooMany = nestsTooDeep(description, 1) || countSubJobs(description) > Limits::SUB_JOBS;
+  return isTooMany ? XCode::error("Too many sub-jobs") : XCode();
 }
 
 }  // namespace KX::NMS::Discovery

@@ -42,6 +42,7 @@ XCode JobNodeScan::determineScans() {
   DISCOVERY_TRACE(1, logPrefix_, "Determining interfaces to scan...");
   scans_.clear();
   currentScan_ = 0;
+  readInterfaceRules();
   DB::Transaction transaction;
   XCode result = transaction.start();
   if (result.isSuccess()) {
@@ -49,6 +50,7 @@ XCode JobNodeScan::determineScans() {
     for (contexts.begin(); contexts.iterate(); contexts.moveNext()) examineContext(*contexts);
     result = transaction.commit();
   }
+  interfaceDescriptions_.clear();
   if (result.isErr()) DISCOVERY_TRACE(1, logPrefix_, "Preparation failed: %s", result.toString().c_str());
   return result;
 }
@@ -141,14 +143,15 @@ bool JobNodeScan::isAcceptedBy(const InterfaceDescription& rule, const String& n
 
 // A scan bears the configured name of the interface, which its nodes get; its command names the device.
 void JobNodeScan::addScans(const String& interfaceName, const String& deviceName) {
+  using Shell::Command;
   addScan("ARP"_s, interfaceName,
-          String::format("arp-scan --interface=%s --localnet --quiet --timeout=5000 --retry=3", deviceName.c_str()),
+          Command::format("arp-scan --interface=%s --localnet --quiet --timeout=5000 --retry=3", {deviceName}),
           arpScanParser_);
-  addScan("Discovery"_s, interfaceName, String::format("discovery-client -j -i %s", deviceName.c_str()),
+  addScan("Discovery"_s, interfaceName, Command::format("discovery-client -j -i %s", {deviceName}),
           discoveryScanParser_);
 }
 
-void JobNodeScan::addScan(const String& type, const String& name, const String& command,
+void JobNodeScan::addScan(const String& type, const String& name, const Shell::Command& command,
                           const ScanOutputParser& parser) {
   const KXPtr<Scan> scan(new Scan(eventLoop_, id_, type, name, command, parser));
   scan->statusUpdated.connect(Function<void()>::direct(this, &JobNodeScan::onScanStatusUpdated));

@@ -16,7 +16,6 @@ unsigned nesting = 0;
 JobNodeScan::JobNodeScan(KXEventLoop& loop, Repository& repository, const String& name, unsigned number,
                          const Property::Value& description)
     : Job(loop, repository, name, number, description) {
-  readInterfaceRules();
   DISCOVERY_TRACE(2, logPrefix_, "Created");
   DISCOVERY_TRACE(2, logPrefix_, "  %s", description_.toYaml(2, 2).c_str());
 }

@@ -46,7 +46,7 @@ class JobNodeScan final : public Job {
   bool isSelected(const String& name, bool connectsToPrivateNetwork) const;
   bool isAcceptedBy(const InterfaceDescription& rule, const String& name, bool connectsToPrivateNetwork) const;
   void addScans(const String& interfaceName, const String& deviceName);
-  void addScan(const String& type, const String& name, const String& command, const ScanOutputParser& parser);
+  void addScan(const String& type, const String& name, const Shell::Command& command, const ScanOutputParser& parser);
 
   void invokeNextScan();
   void invokeCurrentScan();
@@ -55,6 +55,7 @@ class JobNodeScan final : public Job {
   void successful(const Property::Value& result);
   KXLWPtr<Node> enterNode(const Property::Value& node);
 
+  // There while interfaces are chosen: compiled expressions are large, and many jobs may be kept.
   KXVector<InterfaceDescription> interfaceDescriptions_;
   ScanOutputParserArpScan arpScanParser_;
   ScanOutputParserDiscoveryScan discoveryScanParser_;

@@ -5,11 +5,14 @@
 
 #include "discovery/common/Log.h"
 #include "discovery/common/Nesting.h"
+#include "discovery/common/Validation.h"
 
 namespace KX::NMS::Discovery {
 namespace {
 
 unsigned nesting = 0;
+
+bool hasEnded(const KXPtr<Job>& job) { return job != nullptr && job->status().isFinished(); }
 
 }  // namespace
 
@@ -36,13 +39,21 @@ void JobSequence::determineSubJobs() {
   DISCOVERY_TRACE(1, logPrefix_, "Determining sub-jobs...");
   subJobs_.clear();
   currentSubJob_ = 0;
-  for (const Property::Value& item : std::as_const(description_)["jobs"].elements()) {
-    for (std::uint32_t left = item["repeat"].toUIntOr(1); left != 0; --left) {
-      const KXPtr<Job> job = createSubJob(static_cast<unsigned>(subJobs_.size()), item);
-      if (job == nullptr) break;
-      subJobs_.add(job);
-    }
+  const Property::Value items = std::as_const(description_)["jobs"];
+  for (std::size_t item = 0; item < items.elements().size(); ++item) {
+    if (!isScanType(items[item]["scanType"].toString())) continue;
+    for (std::uint32_t left = items[item]["repeat"].toUIntOr(1); left != 0; --left) subJobs_.add({item, nullptr});
   }
+  // At this level every job's line "Created" stands here.
+  for (std::size_t index = 0; isTracing(2) && index < subJobs_.size(); ++index) makeSubJob(index);
+}
+
+KXPtr<Job> JobSequence::makeSubJob(std::size_t index) { return subJobs_[index].job = viewSubJob(index); }
+
+KXPtr<Job> JobSequence::viewSubJob(std::size_t index) const {
+  const SubJob& subJob = subJobs_[index];
+  if (subJob.job != nullptr) return subJob.job;
+  return createSubJob(static_cast<unsigned>(index), description_["jobs"][subJob.item]);
 }
 
 void JobSequence::prepare(bool& needed) {
@@ -75,7 +86,7 @@ void JobSequence::invokeCurrentSubJob() {
 }
 
 void JobSequence::prepareCurrentSubJob() {
-  const KXPtr<Job> job = subJobs_[currentSubJob_];
+  const KXPtr<Job> job = makeSubJob(currentSubJob_);
   DISCOVERY_TRACE(1, logPrefix_, "Preparing sub-job %d", static_cast<int>(currentSubJob_ + 1));
   bool needed = false;
   job->prepare(needed);
@@ -92,7 +103,7 @@ void JobSequence::prepareCurrentSubJob() {
 
 void JobSequence::onSubJobStatusUpdated(Property::Value) {
   DISCOVERY_TRACE(1, logPrefix_, "Sub-job %d update", static_cast<int>(currentSubJob_ + 1));
-  if (currentSubJob_ >= subJobs_.size() || !subJobs_[currentSubJob_]->status().isFinished()) return;
+  if (currentSubJob_ >= subJobs_.size() || !hasEnded(subJobs_[currentSubJob_].job)) return;
   ++currentSubJob_;
   invokeNextSubJob();
 }
@@ -107,17 +118,33 @@ void JobSequence::cancel() {
   if (!beginCancellation()) return;
   if (currentSubJob_ < subJobs_.size()) {
     DISCOVERY_TRACE(1, logPrefix_, "Cancel running sub-job");
-    const KXPtr<Job> job = subJobs_[currentSubJob_];
-    job->cancel();
+    const KXPtr<Job> job = subJobs_[currentSubJob_].job;
+    if (job != nullptr) job->cancel();
   }
   DISCOVERY_TRACE(1, logPrefix_, "Cancelled");
 }
 
+// Sub-jobs of one item that are still to be made have one value, which says nothing of their numbers.
+Property::Value JobSequence::subJobValues() const {
+  Property::Value values = Property::Value::array(subJobs_.size());
+  Property::Value untouched;
+  std::size_t item = 0;
+  for (std::size_t index = 0; index < subJobs_.size(); ++index) {
+    const SubJob& subJob = subJobs_[index];
+    if (subJob.job != nullptr) {
+      values.add(subJob.job->toPropertyValue());
+      continue;
+    }
+    if (!untouched.isValid() || item != subJob.item) untouched = viewSubJob(index)->toPropertyValue();
+    item = subJob.item;
+    values.add(untouched);
+  }
+  return values;
+}
+
 Property::Value JobSequence::toPropertyValue() const {
-  Property::Value jobs = Property::Value::array(subJobs_.size());
-  for (const KXPtr<Job>& job : subJobs_) jobs.add(job->toPropertyValue());
   Property::Value value = Job::toPropertyValue();
-  value["jobs"_s] = jobs;
+  value["jobs"_s] = subJobValues();
   return value;
 }
 
@@ -131,7 +158,7 @@ void JobSequence::getInfo(InfoContainer& container, unsigned maxLevel, unsigned 
   if (level + 1 > maxLevel || column + 1 > maxColumn || !scope.isOutermost()) return;
   for (std::size_t index = 0; index < subJobs_.size(); ++index) {
     const String prefix = index == currentSubJob_ ? "Active "_s : String();
-    subJobs_[index]->getInfo(container, maxLevel, level + 1, maxColumn, column + 1, prefix);
+    viewSubJob(index)->getInfo(container, maxLevel, level + 1, maxColumn, column + 1, prefix);
   }
 }
 

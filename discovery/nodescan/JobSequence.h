@@ -26,8 +26,19 @@ class JobSequence final : public Job {
   void cancel() override;
 
  private:
+  // A sub-job may be repeated thousands of times, so it is made when its turn comes; before that only a log of level 2
+  // could tell.
+  struct SubJob {
+    std::size_t item;  // of the description's "jobs"
+    KXPtr<Job> job;    // null until it is made
+  };
+
   KXPtr<Job> createSubJob(unsigned number, const Property::Value& description) const;
   void determineSubJobs();
+  KXPtr<Job> makeSubJob(std::size_t index);
+  // The sub-job, or one for the moment that is as it would be.
+  KXPtr<Job> viewSubJob(std::size_t index) const;
+  Property::Value subJobValues() const;
 
   void invokeNextSubJob();
   void invokeCurrentSubJob();
@@ -35,7 +46,7 @@ class JobSequence final : public Job {
   void onSubJobStatusUpdated(Property::Value value);
   void successful();
 
-  KXVector<KXPtr<Job>> subJobs_;
+  KXVector<SubJob> subJobs_;
   unsigned currentSubJob_ = 0;
   NextStep nextStep_;
 };

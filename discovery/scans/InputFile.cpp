@@ -3,10 +3,22 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
+#include <string>
+
 namespace KX::NMS::Discovery {
 namespace {
 
 constexpr unsigned PERMISSIONS = 0644;
+
+// Blanks and line ends part the words and lines of the file, so a text of others may hold none of them, nor any other
+// control character.
+String oneWord(const String& text) {
+  std::string word(text.view());
+  std::replace_if(
+      word.begin(), word.end(), [](char c) { return static_cast<unsigned char>(c) <= ' ' || c == '\x7f'; }, '?');
+  return String(word);
+}
 
 }  // namespace
 
@@ -28,7 +40,7 @@ XCode InputFile::open() {
 }
 
 XCode InputFile::writeLine(const String& ipAddress, const String& services) {
-  XCode result = file_.writeF("%s%s\n", ipAddress.c_str(), services.c_str());
+  XCode result = file_.writeF("%s%s\n", oneWord(ipAddress).c_str(), services.c_str());
   if (result.isErr()) result.extendString("Cannot write to servicescan input file"_s, ": ");
   return result;
 }
@@ -50,6 +62,14 @@ XCode InputFile::readBack(String& content) const {
   bool endOfFile = false;
   if (result.isSuccess()) result = file.read(content, endOfFile);
   return result;
+}
+
+String InputFile::serviceText(const String& name, std::int64_t port) {
+  return String::format(" %s:%lld", oneWord(name).c_str(), static_cast<long long>(port));
+}
+
+Shell::Command InputFile::scanCommand() const {
+  return Shell::Command::format("%s -j -t %s", {"/usr/bin/servicescan"_s, path()});
 }
 
 }  // namespace KX::NMS::Discovery

@@ -5,6 +5,7 @@
 #include "discovery/scans/InputFiles.h"
 #include "platform/base/KXFile.h"
 #include "platform/loop/KXEventLoop.h"
+#include "platform/process/Command.h"
 
 namespace KX::NMS::Discovery {
 
@@ -23,15 +24,21 @@ class InputFile {
   const String& jobId() const { return jobId_; }
   bool isInUse() const { return !status_.isFinished() && !abandoned_; }
 
-  // Empties the file, or creates it; refuses what is no regular file.
+  // Empties the file, or creates it; refuses what is no regular file, or not the process's own alone.
   [[nodiscard]] XCode open();
-  // Services is one or more of " name:port".
+  // Services is one or more of " name:port", each made by serviceText. A byte of the address that would end it, or the
+  // line, is written as "?".
   [[nodiscard]] XCode writeLine(const String& ipAddress, const String& services);
   void close();
   // Closes a file that no scan will read.
   void abandon();
   // What is in the file by now, whoever wrote it.
   [[nodiscard]] XCode readBack(String& content) const;
+
+  // " name:port", a byte of the name that would end it, or its line, as "?".
+  static String serviceText(const String& name, std::int64_t port);
+  // What probes the nodes in the file.
+  Shell::Command scanCommand() const;
 
  private:
   InputFiles& files_;

@@ -71,7 +71,7 @@ String JobServiceScan::servicesText() const {
   for (const Property::Member& service : description_["services"].members()) {
     if (!isKnownService(service.key)) continue;
     for (const Property::Value& port : service.value["ports"].elements()) {
-      text.concatf(" %s:%d", service.key.c_str(), port.toIntOr(0));
+      text.append(InputFile::serviceText(service.key, port.toIntOr(0)));
     }
   }
   return text;
@@ -111,8 +111,7 @@ void JobServiceScan::invokeScan() {
     failed("Cannot invoke next scan"_s);
     return;
   }
-  const String command = String::format("%s -j -t %s", "/usr/bin/servicescan", inputFile_.path().c_str());
-  const KXLWPtr<Scan> scan(new Scan(eventLoop_, id_, "Service"_s, "all"_s, command, parser_));
+  const KXLWPtr<Scan> scan(new Scan(eventLoop_, id_, "Service"_s, "all"_s, inputFile_.scanCommand(), parser_));
   scan_ = scan;
   scan->statusUpdated.connect(Function<void()>::direct(this, &JobServiceScan::onScanStatusUpdated));
   DISCOVERY_TRACE(1, logPrefix_, "Invoking scan:");

@@ -68,7 +68,7 @@ XCode JobStatusScan::writeServicesNamed(const String& name, const Node& node, bo
     const Service& service = entry.value;
     if (!(service.name == name)) continue;
     found = true;
-    XCode result = inputFile_.writeLine(node.ipAddress(), String::format(" %s:%u", name.c_str(), service.port));
+    XCode result = inputFile_.writeLine(node.ipAddress(), InputFile::serviceText(name, service.port));
     if (result.isErr()) return result;
   }
   return XCode();
@@ -89,8 +89,7 @@ void JobStatusScan::invoke() {
 }
 
 KXLWPtr<Scan> JobStatusScan::createScan(const String& name, void (JobStatusScan::*onStatusUpdated)()) {
-  const String command = String::format("%s -j -t %s", "/usr/bin/servicescan", inputFile_.path().c_str());
-  KXLWPtr<Scan> scan(new Scan(eventLoop_, id_, "Status"_s, name, command, parser_));
+  KXLWPtr<Scan> scan(new Scan(eventLoop_, id_, "Status"_s, name, inputFile_.scanCommand(), parser_));
   scan->statusUpdated.connect(Function<void()>::direct(this, onStatusUpdated));
   return scan;
 }

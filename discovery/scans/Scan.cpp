@@ -14,8 +14,8 @@ unsigned nesting = 0;
 
 }  // namespace
 
-Scan::Scan(KXEventLoop& loop, const String& ownerId, const String& type, const String& name, const String& command,
-           const ScanOutputParser& parser)
+Scan::Scan(KXEventLoop& loop, const String& ownerId, const String& type, const String& name,
+           const Shell::Command& command, const ScanOutputParser& parser)
     : eventLoop_(loop),
       id_(String::format("%s.%s", ownerId.c_str(), name.c_str())),
       logPrefix_(String::format("[%s scan %s] ", type.c_str(), id_.c_str())),
@@ -42,7 +42,7 @@ void Scan::invoke() {
     return;
   }
   DISCOVERY_TRACE(1, logPrefix_, "Starting %s scan %s:", type_.c_str(), name_.c_str());
-  DISCOVERY_TRACE(1, logPrefix_, "  %s", command_.c_str());
+  DISCOVERY_TRACE(1, logPrefix_, "  %s", command_.line().c_str());
   if (status_.start()) onStatusChanged();
   // A slot may have cancelled the scan: nobody would kill its command any more.
   if (!status_.isRunning()) return;
@@ -115,7 +115,7 @@ Property::Value Scan::toPropertyValue() const {
   value["id"_s] = id_;
   value["type"_s] = type_;
   value["name"_s] = name_;
-  value["cmd"_s] = command_;
+  value["cmd"_s] = command_.line();
   value.merge(status_.toPropertyValue(), true);
   return value;
 }
@@ -128,7 +128,7 @@ void Scan::getInfo(InfoContainer& container, unsigned maxLevel, unsigned level, 
     container.add(level, column, String::format("%s%s scan", title.c_str(), type_.c_str()), id_);
   }
   if (level + 1 > maxLevel) return;
-  container.add(level + 1, column, "Command"_s, command_);
+  container.add(level + 1, column, "Command"_s, command_.line());
   if (scope.isOutermost()) status_.getInfo(container, maxLevel, level + 1, maxColumn, column, String());
 }
 

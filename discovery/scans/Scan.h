@@ -5,6 +5,7 @@
 #include "discovery/scans/ScanOutputParser.h"
 #include "platform/base/RefCounted.h"
 #include "platform/loop/Signal.h"
+#include "platform/process/Command.h"
 #include "platform/process/Future.h"
 
 namespace KX::NMS::Discovery {
@@ -17,7 +18,7 @@ namespace KX::NMS::Discovery {
 class Scan final : public RefCountedUnlessBeingDestroying {
  public:
   // The parser belongs to the job and outlives the scan. The id is "ownerId.name".
-  Scan(KXEventLoop& loop, const String& ownerId, const String& type, const String& name, const String& command,
+  Scan(KXEventLoop& loop, const String& ownerId, const String& type, const String& name, const Shell::Command& command,
        const ScanOutputParser& parser);
   ~Scan() override;
 
@@ -52,7 +53,7 @@ class Scan final : public RefCountedUnlessBeingDestroying {
   String infoLogPrefix_;
   String type_;
   String name_;
-  String command_;
+  Shell::Command command_;
   const ScanOutputParser& parser_;
   Status status_;
   Future<String> future_;

@@ -9,6 +9,20 @@
 #include <cerrno>
 #include <utility>
 
+namespace {
+
+// Who can write to a folder can put another's file there under the name of ours.
+XCode checkFile(int descriptor, bool isWritten) {
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0) return XCode::fromErrno(errno);
+  if (!S_ISREG(status.st_mode)) return XCode::error("Not a regular file");
+  if (isWritten && status.st_uid != geteuid()) return XCode::error("File of another user");
+  if (isWritten && status.st_nlink > 1) return XCode::error("File with further names");
+  return XCode();
+}
+
+}  // namespace
+
 KXFile::KXFile(const String& path, bool closeOnDestroy, bool noFollow)
     : path_(path), closeOnDestroy_(closeOnDestroy), noFollow_(noFollow) {}
 
@@ -18,8 +32,8 @@ KXFile::~KXFile() {
 
 XCode KXFile::open(int flags, unsigned permissions) {
   static_cast<void>(close());
-  // O_NONBLOCK keeps the open of a FIFO from waiting for its other end; truncation waits until the file is known to be
-  // a regular one.
+  // O_NONBLOCK keeps the open of a FIFO from waiting for its other end; truncation waits until it is known whose file
+  // it is.
   const int careful = noFollow_ ? O_NOFOLLOW | O_NONBLOCK : 0;
   const int truncate = noFollow_ ? flags & O_TRUNC : 0;
   const int descriptor =
@@ -27,15 +41,8 @@ XCode KXFile::open(int flags, unsigned permissions) {
   if (descriptor < 0) return XCode::fromErrno(errno);
   descriptor_ = descriptor;
   if (!noFollow_) return XCode();
-  struct stat status {};
-  XCode result;
-  if (fstat(descriptor_, &status) != 0) {
-    result = XCode::fromErrno(errno);
-  } else if (!S_ISREG(status.st_mode)) {
-    result = XCode::error("Not a regular file");
-  } else if (truncate != 0 && ftruncate(descriptor_, 0) != 0) {
-    result = XCode::fromErrno(errno);
-  }
+  XCode result = checkFile(descriptor_, (flags & O_ACCMODE) != O_RDONLY);
+  if (result.isSuccess() && truncate != 0 && ftruncate(descriptor_, 0) != 0) result = XCode::fromErrno(errno);
   if (result.isErr()) static_cast<void>(close());
   return result;
 }

@@ -9,7 +9,8 @@ class KXFile {
  public:
   // closeOnDestroy: the destructor closes an open file; otherwise the descriptor outlives the object. noFollow: opening
   // refuses a symbolic link, or anything else that is no regular file, at the last path component, without blocking on
-  // it.
+  // it; for writing it refuses also a file that belongs to another user or has further names (hard links), before it
+  // changes anything.
   KXFile(const String& path, bool closeOnDestroy, bool noFollow);
   KXFile(const KXFile&) = delete;
   KXFile& operator=(const KXFile&) = delete;

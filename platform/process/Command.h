@@ -14,6 +14,7 @@ class Command {
  public:
   // Split at blanks and tabs.
   Command(const String& line);
+  Command(const char* line) : Command(String(line)) {}
   // The format is split at blanks and tabs, then each "%s" takes the next value, whatever that holds: it stays within
   // its argument.
   static Command format(const char* format, std::initializer_list<String> values);

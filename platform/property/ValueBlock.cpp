@@ -8,8 +8,8 @@
 #include <new>
 #include <utility>
 
+#include "platform/base/KeyHash.h"
 #include "platform/base/Memory.h"
-#include "platform/property/KeyHash.h"
 
 namespace KX::Property {
 

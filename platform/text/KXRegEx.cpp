@@ -3,11 +3,14 @@
 
 #include <re2/re2.h>
 
+#include <algorithm>
+#include <vector>
+
 namespace {
 
 // For the program and the automaton that grows while it matches. An expression that needs more does not compile; an
 // automaton that would is given up for a slower way, linear too.
-constexpr std::int64_t MEMORY_BUDGET = std::int64_t{1} << 20U;
+constexpr std::int64_t MEMORY_BUDGET = std::int64_t{128} << 10U;
 
 // Expressions and names arrive as UTF-8, so a character is a character and not a byte. Bytes that are no UTF-8 are
 // matched by nothing, not even by a dot.
@@ -44,6 +47,27 @@ XCode KXRegEx::Pattern::error() const {
   return compiled_->expression.ok() ? XCode() : XCode::error(String(compiled_->expression.error()));
 }
 
+namespace {
+
+using Patterns = std::vector<KXPPtr<KXRegEx::Pattern>>;
+
+// The thread's latest patterns, the latest one last. Compiling takes milliseconds, even where it fails in the end.
+Patterns& latestPatterns() {
+  static thread_local Patterns patterns;
+  return patterns;
+}
+
+}  // namespace
+
 KXPPtr<KXRegEx::Pattern> KXRegEx::COMPILE_EXPRESSION(const String& source) {
-  return source.isEmpty() ? KXPPtr<Pattern>() : KXPPtr<Pattern>(new Pattern(source));
+  if (source.isEmpty()) return KXPPtr<Pattern>();
+  Patterns& latest = latestPatterns();
+  const auto known =
+      std::find_if(latest.begin(), latest.end(), [&](const auto& pattern) { return pattern->source() == source; });
+  if (known != latest.end()) {
+    std::rotate(known, known + 1, latest.end());
+    return latest.back();
+  }
+  if (latest.size() == KEPT_PATTERNS) latest.erase(latest.begin());
+  return latest.emplace_back(new Pattern(source));
 }

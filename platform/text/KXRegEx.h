@@ -13,6 +13,9 @@
 class KXRegEx {
  public:
   static constexpr std::size_t MAX_SOURCE_BYTES = 1024;
+  // So many of a thread's latest patterns are kept and shared by equal sources, also when nobody holds them. Each takes
+  // at most 128 KiB, most of them about one.
+  static constexpr std::size_t KEPT_PATTERNS = 64;
 
   // A compiled expression. Shared and lockable: hold its lock (KXLockPtr) while reading the source and while matching.
   class Pattern : public KX::RefCountedUnlessBeingDestroying {
@@ -33,7 +36,7 @@ class KXRegEx {
     std::unique_ptr<Compiled> compiled_;
   };
 
-  // Null for an empty source only. An invalid or too long one compiles to a pattern that keeps its source and matches
-  // nothing, so that a refused rule selects nothing.
+  // Null for an empty source only. An invalid one, or one that is too long or would take too much memory, compiles to a
+  // pattern that keeps its source and matches nothing, so that a refused rule selects nothing.
   static KXPPtr<Pattern> COMPILE_EXPRESSION(const String& source);
 };

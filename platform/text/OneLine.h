@@ -7,5 +7,5 @@
 #include "platform/base/String.h"
 
 // What another device says of itself as one line of valid UTF-8, at most so many bytes long and never cut inside a
-// character: control characters become blanks, and blanks around the text go.
+// character: control characters and others that nobody sees become blanks, and blanks around the text go.
 String toOneLine(std::string_view text, std::size_t maximumBytes);

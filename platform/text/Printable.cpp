@@ -1,30 +1,25 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/text/Printable.h"
 
+#include "platform/text/Unseen.h"
 #include "platform/text/Utf8.h"
 
 namespace {
 
-// The length of the control character that the text starts with, or 0. Those from U+0080 to U+009F count: terminals
-// obey them as they obey an escape.
-std::size_t controlLength(std::string_view text) {
-  const auto byte = [text](std::size_t index) { return static_cast<unsigned char>(text[index]); };
-  if (byte(0) < 0x20 || byte(0) == 0x7f) return 1;
-  return text.size() > 1 && byte(0) == 0xc2 && byte(1) < 0xa0 ? 2 : 0;
-}
-
-void appendEscaped(String& result, std::string_view control) {
-  const auto last = static_cast<unsigned char>(control.back());
-  if (control.size() == 2) {
-    result.concatf("\\u%04x", last);
-  } else if (last == '\n') {
+void appendEscaped(String& result, char32_t character) {
+  const auto number = static_cast<unsigned>(character);
+  if (character == '\n') {
     result.append("\\n");
-  } else if (last == '\r') {
+  } else if (character == '\r') {
     result.append("\\r");
-  } else if (last == '\t') {
+  } else if (character == '\t') {
     result.append("\\t");
+  } else if (number < 0x80) {
+    result.concatf("\\x%02x", number);
+  } else if (number < 0x10000) {
+    result.concatf("\\u%04x", number);
   } else {
-    result.concatf("\\x%02x", last);
+    result.concatf("\\U%08x", number);
   }
 }
 
@@ -36,13 +31,14 @@ String toPrintable(std::string_view text) {
   std::string_view rest = valid;
   std::size_t plain = 0;
   while (plain < rest.size()) {
-    const std::size_t length = controlLength(rest.substr(plain));
-    if (length == 0) {
-      ++plain;
+    const std::string_view from = rest.substr(plain);
+    const std::size_t length = nextUtf8(from).length;
+    if (!startsWithUnseen(from)) {
+      plain += length;
       continue;
     }
     result.append(rest.substr(0, plain));
-    appendEscaped(result, rest.substr(plain, length));
+    appendEscaped(result, decodeUtf8(from));
     rest.remove_prefix(plain + length);
     plain = 0;
   }

@@ -53,6 +53,15 @@ Utf8Step nextUtf8(std::string_view text) {
   return {lead.length, true};
 }
 
+char32_t decodeUtf8(std::string_view text) {
+  const Utf8Step step = nextUtf8(text);
+  if (!step.valid) return U'\xfffd';
+  if (step.length == 1) return byteAt(text, 0);
+  char32_t character = byteAt(text, 0) & (0x7fU >> step.length);
+  for (unsigned i = 1; i < step.length; ++i) character = (character << 6U) | (byteAt(text, i) & 0x3fU);
+  return character;
+}
+
 std::size_t validUtf8Prefix(std::string_view text) {
   std::size_t length = 0;
   while (length < text.size()) {

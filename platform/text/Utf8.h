@@ -22,6 +22,9 @@ struct Utf8Step {
 // The text is not empty.
 Utf8Step nextUtf8(std::string_view text);
 
+// The character that the text starts with; U+FFFD where it starts with none. The text is not empty.
+char32_t decodeUtf8(std::string_view text);
+
 // Where the first byte is that belongs to no character; the text's size when there is none.
 std::size_t validUtf8Prefix(std::string_view text);
 

@@ -249,10 +249,9 @@ Clock::Time Clock::toTime() const {
 String Clock::toString(unsigned format) const {
   if (!isValid()) return String();
   const Time time = toTime();
-  const bool isUtc = zone_ == UTC;
-  if (format == MACHINE) return machineFormat(time, isUtc);
+  if (format == MACHINE) return machineFormat(time, zone_ == UTC);
   TimeWriter writer;
-  writer.dateAndTime(time.seconds + (isUtc ? 0 : localOffset(time.seconds)), ' ');
+  writer.dateAndTime(time.seconds + localOffset(time.seconds), ' ');
   return writer.text();
 }
 

@@ -9,7 +9,8 @@
 namespace KX {
 
 // A point in time in microseconds since 1970-01-01 UTC, good for 70,000 years either way on every machine, with the
-// zone in which it is shown; or invalid. Eight bytes wide. Never blocks; values may be copied between threads.
+// zone in which it is written for machines; or invalid. Eight bytes wide. Never blocks; values may be copied between
+// threads.
 class Clock {
  public:
   enum Zone : unsigned { LOCAL = 0, UTC = 1 };
@@ -37,14 +38,15 @@ class Clock {
   static Clock system();
 
   bool isValid() const { return microseconds_ != INVALID; }
-  // The same time, shown in UTC.
+  // The same time, written in UTC.
   Clock utc() const;
   // An invalid clock is the far future: whatever has no valid time is never due and sorts last.
   Time toTime() const;
   std::int64_t toMicroseconds() const { return microseconds_; }
 
   // MACHINE: RFC 3339 with milliseconds, "2026-11-20T22:25:00.123Z", or with the local offset where the clock is not
-  // shown in UTC. HUMAN: "2026-11-20 22:25:00". An invalid clock gives "".
+  // shown in UTC. HUMAN: "2026-11-20 22:25:00", local time for every clock, so that times of all origins stand side by
+  // side. An invalid clock gives "".
   String toString(unsigned format) const;
 
   // Whether both are the same instant; the zone does not count.

@@ -39,10 +39,11 @@ TEST(ValidationWhatTest, AcceptsWhatIsHandledWhereTheJobIsPreparedOrInvoked) {
 
 TEST(ValidationWhatTest, RefusesAnIdWithASlashABlankOrAControlCharacter) {
   for (const char* id : {R"({"id":"a/b"})", R"({"id":"/"})", R"({"id":"a b"})", R"({"id":" "})", R"({"id":"a\tb"})",
-                         R"({"id":"a\nb"})", R"({"id":"a\u0000b"})", R"({"id":"a\u007f"})"}) {
+                         R"({"id":"a\nb"})", R"({"id":"a\u0000b"})", R"({"id":"a\u007f"})", R"({"id":"a\u0080b"})",
+                         R"({"id":"\u0085"})", R"({"id":"a\u009f"})"}) {
     EXPECT_EQ(check(id), "Invalid job id") << id;
   }
-  EXPECT_EQ(check(R"({"id":"nightly-7_a.b:c%s\\é"})"), "");
+  EXPECT_EQ(check(R"({"id":"nightly-7_a.b:c%s\\é\u00a0"})"), "");
 }
 
 TEST(ValidationWhatTest, RefusesAnIdOfMoreThan150Bytes) {
@@ -67,6 +68,41 @@ TEST(ValidationWhatTest, RefusesInterfacesThatAreNoArrayOfObjects) {
   EXPECT_EQ(check(R"({"interfaces":[{},{"regex":"^LAN","privateNetworksOnly":false}]})"), "");
 }
 
+Value withRules(std::size_t count) {
+  Value description = json(R"({"interfaces":[]})");
+  for (std::size_t i = 0; i < count; ++i) description["interfaces"].add(json(R"({"regex":"^LAN"})"));
+  return description;
+}
+
+TEST(ValidationWhatTest, AcceptsSixtyFourInterfaceRulesAndNotOneMore) {
+  EXPECT_EQ(check(withRules(Limits::INTERFACE_RULES - 1)), "");
+  EXPECT_EQ(check(withRules(Limits::INTERFACE_RULES)), "");
+  EXPECT_EQ(check(withRules(Limits::INTERFACE_RULES + 1)), "Too many interface rules");
+}
+
+TEST(ValidationWhatTest, RulesOfSubJobsCountAsOftenAsTheyAreWritten) {
+  Value sequence = json(R"({"scanType":"sequence","jobs":[]})");
+  Value item = withRules(Limits::INTERFACE_RULES / 2);
+  item["scanType"] = "node";
+  item["repeat"] = 1000;
+  sequence["jobs"].add(item);
+  EXPECT_EQ(check(sequence), "");
+  Value outer = json(R"({"scanType":"sequence","jobs":[]})");
+  outer["jobs"].add(sequence);
+  outer["jobs"].add(item);
+  EXPECT_EQ(check(outer), "");
+  outer["interfaces"] = json("[{}]");
+  EXPECT_EQ(check(outer), "Too many interface rules");
+}
+
+TEST(ValidationWhatTest, TheNumberOfRulesIsCheckedBeforeTheRules) {
+  Value description = withRules(Limits::INTERFACE_RULES);
+  description["interfaces"].add(json(R"({"regex":7})"));
+  EXPECT_EQ(check(description), "Too many interface rules");
+  description["interfaces"].add(7);
+  EXPECT_EQ(check(description), "Expecting interfaces array");
+}
+
 TEST(ValidationWhatTest, RefusesARegexThatIsNoString) {
   EXPECT_EQ(check(R"({"interfaces":[{"regex":7}]})"), "Expecting interface regex string");
   EXPECT_EQ(check(R"({"interfaces":[{"regex":null}]})"), "Expecting interface regex string");
@@ -86,6 +122,11 @@ TEST(ValidationWhatTest, RefusesARegexOfMoreThan1024Bytes) {
   EXPECT_EQ(check(description), "");
   description["interfaces"][0]["regex"] = String(std::string(1025, 'x'));
   EXPECT_EQ(check(description), "Invalid interface regex " + std::string(1025, 'x') + ": too long");
+}
+
+TEST(ValidationWhatTest, RefusesARegexThatTakesTooMuchMemory) {
+  EXPECT_EQ(check(R"({"interfaces":[{"regex":"\\pL{40}"}]})"),
+            "Invalid interface regex \\pL{40}: pattern too large - compile failed");
 }
 
 TEST(ValidationWhatTest, AcceptsAnEmptyRegex) { EXPECT_EQ(check(R"({"interfaces":[{"regex":""}]})"), ""); }
@@ -159,6 +200,14 @@ TEST(ValidationWhatTest, NestedSequencesAreMultipliedOutAndCountedThemselves) {
   // Empty nested sequences count, too.
   EXPECT_EQ(check(nest(json(R"({"scanType":"sequence"})"), 10000)), "");
   EXPECT_EQ(check(nest(json(R"({"scanType":"sequence"})"), 10001)), "Too many sub-jobs");
+}
+
+TEST(ValidationWhatTest, WhatIsRepeatedNotAtAllYieldsNothing) {
+  EXPECT_EQ(check(nest(sequenceOf("node", Limits::SUB_JOBS + 1), 0)), "");
+  Value sequence = nest(sequenceOf("node", Limits::SUB_JOBS + 1), 0);
+  sequence["jobs"].add(json(R"({"scanType":"node","repeat":10000})"));
+  EXPECT_EQ(check(sequence), "");
+  EXPECT_EQ(check(nest(sequence, 1)), "Too many sub-jobs");
 }
 
 TEST(ValidationWhatTest, HugeRepetitionsOfHugeSequencesAreNoOverflow) {

@@ -56,6 +56,52 @@ TEST_F(JobNodeScanTest, TheConstructorLogsTheDescription) {
   EXPECT_EQ(lines[3], "[Job n.0]   " + yaml);
 }
 
+// Starts nothing, and keeps the arguments that programs would have got.
+class ArgumentRecorder final : public Shell::Runner {
+ public:
+  [[nodiscard]] XCode invoke(const Shell::Command& command, Shell::Terminated, Shell::Output, Shell::Output,
+                             Future<String>&) override {
+    XCode result = command.check();
+    if (result.isErr()) return result;
+    auto& arguments = commands.emplace_back();
+    for (const String& argument : command.arguments()) arguments.emplace_back(argument.view());
+    return XCode::error("Not started");
+  }
+  [[nodiscard]] XCode execute(const Shell::Command&) override { return XCode(); }
+
+  std::vector<std::vector<std::string>> commands;
+};
+
+TEST_F(JobNodeScanTest, ADeviceNameStaysOneArgumentWhateverItHolds) {
+  ArgumentRecorder recorder;
+  device_.loop.provide<Shell::Runner>(&recorder);
+  device_.addInterface("LAN1", "eth1 --file=/etc/passwd", "10.1.0.0/16");
+  prepareJob();
+  ASSERT_TRUE(needed_);
+  device_.log.clear();
+  job_->invoke();
+  EXPECT_THAT(recorder.commands, ElementsAre(ElementsAre("arp-scan", "--interface=eth1 --file=/etc/passwd",
+                                                         "--localnet", "--quiet", "--timeout=5000", "--retry=3"),
+                                             ElementsAre("discovery-client", "-j", "-i", "eth1 --file=/etc/passwd")));
+  // The log and the status show the line as ever.
+  const std::string line = "arp-scan --interface=eth1 --file=/etc/passwd --localnet --quiet --timeout=5000 --retry=3";
+  EXPECT_THAT(device_.log.takeLines(), Contains("[ARP scan n.0.LAN1]   " + line));
+  EXPECT_EQ(job_->toPropertyValue()["scans"][0]["cmd"].toString(), line.c_str());
+}
+
+TEST_F(JobNodeScanTest, ADeviceNameWithANulIsRefusedAndNotCut) {
+  ArgumentRecorder recorder;
+  device_.loop.provide<Shell::Runner>(&recorder);
+  device_.addInterface("LAN1", "eth1' || char(0) || 'x", "10.1.0.0/16");
+  prepareJob();
+  job_->invoke();
+  EXPECT_TRUE(recorder.commands.empty());
+  const Property::Value scans = job_->toPropertyValue()["scans"];
+  ASSERT_EQ(scans.size(), 2U);
+  EXPECT_EQ(scans[0]["reason"].toString(), "Argument contains a NUL byte");
+  EXPECT_EQ(scans[1]["reason"].toString(), "Argument contains a NUL byte");
+}
+
 TEST_F(JobNodeScanTest, AllInterfacesAreScannedOneAfterAnother) {
   device_.addTwoLans();
   answerAll("10.1.0.5\t02:00:5e:00:00:05\n", R"({"nodes":[]})");

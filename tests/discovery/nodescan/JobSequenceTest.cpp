@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gmock/gmock.h>
+#include <malloc.h>
 #include <pthread.h>
 
 #include "discovery/common/Limits.h"
@@ -12,6 +13,7 @@ namespace KX::NMS::Discovery {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::Not;
@@ -92,6 +94,33 @@ TEST_F(JobSequenceTest, TheSubJobsAreNumberedWithoutGaps) {
              R"({"scanType":"status","repeat":0},{"scanType":"status","repeat":-1},{"scanType":"sequence"}]})");
   EXPECT_THAT(subJobs(), ElementsAre("Active Job Instance: q.0.0", "Job Instance: q.0.1", "Job Instance: q.0.2",
                                      "Job Instance: q.0.3", "Job Instance: q.0.4"));
+}
+
+// Lines of level 2 tell when a job is made; here they are asked for after the sequence was prepared.
+TEST_F(JobSequenceTest, ASubJobIsMadeWhenItsTurnComes) {
+  prepareJob(TWO_NODES_AND_SERVICE);
+  device_.log.setVerbosity(2);
+  device_.log.clear();
+  job_->invoke();
+  EXPECT_THAT(device_.log.takeLines(), AllOf(Contains("[Job q.0.0] Created"), Not(Contains("[Job q.0.1] Created"))));
+  device_.loop.advance(3s);
+  EXPECT_THAT(device_.log.takeLines(), AllOf(Contains("[Job q.0.1] Created"), Not(Contains("[Job q.0.2] Created"))));
+}
+
+// Heap bytes; 0 where the heap is not the C library's.
+std::size_t heapBytes() { return mallinfo2().uordblks; }
+
+TEST_F(JobSequenceTest, ThousandsOfSubJobsWithRulesTakeLittleMemory) {
+  prepareJob("{}");
+  const std::size_t before = heapBytes();
+  prepareJob(R"({"jobs":[{"scanType":"node","repeat":9999,"interfaces":[{"regex":"\\pL{5}"},{"regex":"\\pN{5}"}]}]})");
+  EXPECT_TRUE(needed_);
+  EXPECT_LT(heapBytes(), before + (std::size_t{1} << 20U));
+  EXPECT_EQ(job_->toPropertyValue()["jobs"].size(), 9999U);
+  EXPECT_EQ(job_->toPropertyValue()["jobs"][9998].toJson(),
+            R"({"scanType":"node","repeat":9999,"interfaces":[{"regex":"\\pL{5}"},{"regex":"\\pN{5}"}],)"
+            R"("status":"idle","scans":[]})");
+  EXPECT_LT(heapBytes(), before + (std::size_t{1} << 20U));
 }
 
 TEST_F(JobSequenceTest, TheSubJobsRunOneAfterAnother) {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
+#include "discovery/common/Validation.h"
 #include "discovery/nodescan/JobSequence.h"
 #include "discovery/scans/JobServiceScan.h"
 #include "discovery/scans/JobStatusScan.h"
@@ -21,6 +22,14 @@ TEST(JobTypesTest, EveryTypeHasItsClass) {
   expectType<JobServiceScan>("service");
   expectType<JobStatusScan>("status");
   expectType<JobSequence>("sequence");
+}
+
+TEST(JobTypesTest, TheTypesAreThoseOfTheValidation) {
+  FakeDevice device;
+  for (const char* type : {"node", "service", "status", "sequence", "", "Node", "node ", "services", "nodes"}) {
+    const KXPtr<Job> job = createJobOfType(type, device.loop, device.repository, "a"_s, 0, json("{}"));
+    EXPECT_EQ(job != nullptr, isScanType(type)) << type;
+  }
 }
 
 TEST(JobTypesTest, EveryOtherTypeIsUnknown) {

@@ -50,6 +50,23 @@ TEST_F(JobStatusScanTest, NamesAreComparedByteForByteAndWhatIsNoStringIsEmpty) {
   EXPECT_EQ(content(), "a https:443\nb :7\n");
 }
 
+// What the server calls a node or a service stays within one word of one line.
+TEST_F(JobStatusScanTest, NoTextAddsALineOrAWord) {
+  addNode("10.0.0.1\n192.0.2.66 http:80\n#", {{"http"_s, 80}});
+  addNode("10.0.0.2", {{"ping:0\n192.0.2.67 http"_s, 80}});
+  repository_.addManualNode(String(std::string_view("10.0.0.3\0\x7f\t", 11)), nullptr);
+  KXStringHashTable<Service> services;
+  services.set("http"_s, {"http"_s, 80});
+  static_cast<void>(
+      repository_.setDiscoveredServices(String(std::string_view("10.0.0.3\0\x7f\t", 11)), services, "", ""));
+  prepareJob(R"({"servicePriorities":["http","ping:0\n192.0.2.67 http"]})");
+  EXPECT_EQ(content(),
+            "10.0.0.1?192.0.2.66?http:80?# http:80\n"
+            "10.0.0.2 ping:0?192.0.2.67?http:80\n"
+            "10.0.0.3??? http:80\n");
+  EXPECT_NE(repository_.getNodeByIpAddress("10.0.0.1\n192.0.2.66 http:80\n#"), nullptr);
+}
+
 TEST_F(JobStatusScanTest, WithoutAPreferredServiceThereIsNoLineButAScan) {
   addNode("a", {{"sip"_s, 5060}});
   for (const char* description : {BY_PING, "{}", R"({"servicePriorities":"sip"})"}) {
@@ -84,6 +101,21 @@ TEST_F(JobStatusScanTest, WhatIsNoRegularFileIsNotWritten) {
   EXPECT_FALSE(std::filesystem::exists(folder_.path() / "victim"));
   std::filesystem::remove_all(folder_.path());
   EXPECT_EQ(reasonOf(BY_PING), "Cannot open servicescan input file: No such file or directory");
+}
+
+TEST_F(JobStatusScanTest, AFileThatIsNotItsOwnAloneIsNotWritten) {
+  addNode("a", {{"http"_s, 80}});
+  const auto victim = folder_.path() / "victim";
+  std::ofstream(victim) << "precious";
+  std::filesystem::create_hard_link(victim, folder_.fileOf(ID));
+  EXPECT_EQ(reasonOf(BY_PING), "Cannot open servicescan input file: File with further names");
+  EXPECT_EQ(std::filesystem::file_size(victim), 8U);
+  std::filesystem::remove(folder_.fileOf(ID));
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+  ASSERT_EQ(chown(victim.c_str(), 65534, static_cast<gid_t>(-1)), 0);
+  std::filesystem::rename(victim, folder_.fileOf(ID));
+  EXPECT_EQ(reasonOf(BY_PING), "Cannot open servicescan input file: File of another user");
+  EXPECT_EQ(content(), "precious");
 }
 
 TEST_F(JobStatusScanTest, OnAFullDiskThePreparationFails) {

@@ -119,6 +119,27 @@ TEST_F(KXFileTest, SymbolicLinkIsRefusedAndItsTargetLeftAlone) {
   EXPECT_TRUE(trusting.open(O_RDONLY, 0).isSuccess());
 }
 
+TEST_F(KXFileTest, HardLinkIsNotWrittenAndItsTargetLeftAlone) {
+  const String target = make("target", "precious");
+  std::filesystem::create_hard_link(target.c_str(), path("link").c_str());
+  KXFile file(path("link"), true, true);
+  EXPECT_EQ(file.open(O_WRONLY | O_CREAT | O_TRUNC, 0600).toString(), "File with further names");
+  EXPECT_EQ(file.open(O_RDWR, 0).toString(), "File with further names");
+  EXPECT_FALSE(file.isOpen());
+  EXPECT_EQ(contentOf(target), "precious");
+  EXPECT_TRUE(file.open(O_RDONLY, 0).isSuccess());
+}
+
+TEST_F(KXFileTest, FileOfAnotherUserIsNotWritten) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+  const String target = make("target", "precious");
+  ASSERT_EQ(chown(target.c_str(), 65534, static_cast<gid_t>(-1)), 0);
+  KXFile file(target, true, true);
+  EXPECT_EQ(file.open(O_WRONLY | O_CREAT | O_TRUNC, 0600).toString(), "File of another user");
+  EXPECT_EQ(contentOf(target), "precious");
+  EXPECT_TRUE(file.open(O_RDONLY, 0).isSuccess());
+}
+
 TEST_F(KXFileTest, FifoIsRefusedWithoutWaitingForItsOtherEnd) {
   ASSERT_EQ(mkfifo(path("fifo").c_str(), 0600), 0);
   KXFile file(path("fifo"), true, true);

@@ -65,7 +65,7 @@ TEST(KXRegExTest, ExpressionAbove1024BytesIsTooLong) {
 }
 
 TEST(KXRegExTest, ExpressionThatNeedsTooMuchMemoryIsRefused) {
-  for (const char* source : {"(?:x{1000}){1000}", "x{1001}", "(?:\\pL{100}\\pN{100}){5}"}) {
+  for (const char* source : {"(?:x{1000}){1000}", "x{1001}", "(?:\\pL{100}\\pN{100}){5}", "\\pL{20}", ".{1000}"}) {
     const Pattern pattern = compile(source);
     EXPECT_TRUE(pattern->error().isErr()) << source;
     EXPECT_FALSE(pattern->match(std::string(2000, 'x').c_str()));
@@ -113,6 +113,26 @@ TEST(KXRegExTest, NulBytesAreCharacters) {
   EXPECT_FALSE(matches("^a$", std::string_view("a\0", 2)));
   EXPECT_TRUE(matches("^a.b$", std::string_view("a\0b", 3)));
   EXPECT_FALSE(matches(std::string_view("a\0c", 3), std::string_view("a\0b", 3)));
+}
+
+TEST(KXRegExTest, EqualSourcesShareOnePattern) {
+  const Pattern pattern = compile("^shared$");
+  EXPECT_EQ(compile("^shared$"), pattern);
+  EXPECT_NE(compile("^shared"), pattern);
+  const Pattern broken = compile("(broken");
+  EXPECT_EQ(compile("(broken"), broken);
+}
+
+TEST(KXRegExTest, TheLatestPatternsAreKept) {
+  const Pattern pattern = compile("^used again and again$");
+  for (std::size_t i = 0; i < 10 * KXRegEx::KEPT_PATTERNS; ++i) {
+    compile("^other" + std::to_string(i));
+    if (i % (KXRegEx::KEPT_PATTERNS - 1) == 0) {
+      EXPECT_EQ(compile("^used again and again$"), pattern) << i;
+    }
+  }
+  for (std::size_t i = 0; i < KXRegEx::KEPT_PATTERNS; ++i) compile("^another" + std::to_string(i));
+  EXPECT_NE(compile("^used again and again$"), pattern);
 }
 
 TEST(KXRegExTest, PatternIsSharedAndItsLockRecursive) {

@@ -29,6 +29,8 @@ TEST(OneLineTest, ControlCharactersBecomeBlanks) {
             "a b [2Jc  d");
 }
 
+TEST(OneLineTest, CharactersThatNobodySeesBecomeBlanks) { EXPECT_EQ(toOneLine("\ufeffa\u202eb\u2028", MANY), "a b"); }
+
 TEST(OneLineTest, WhatIsNoUtf8IsReplaced) { EXPECT_EQ(toOneLine("R\xe9seau", MANY), "R\xef\xbf\xbdseau"); }
 
 TEST(OneLineTest, ALongTextIsCutBetweenCharacters) {

@@ -28,6 +28,12 @@ TEST(PrintableTest, ControlCharactersOfTwoBytesAreEscaped) {
   EXPECT_EQ(toPrintable("\xc2\x80\xc2\x9f\xc2\xa0"), "\\u0080\\u009f\xc2\xa0");
 }
 
+TEST(PrintableTest, CharactersThatNobodySeesAreEscaped) {
+  EXPECT_EQ(toPrintable("a\u202eb\u2066c\u200bd"), "a\\u202eb\\u2066c\\u200bd");
+  EXPECT_EQ(toPrintable("one\u2028two"), "one\\u2028two");
+  EXPECT_EQ(toPrintable("\U000e0041"), "\\U000e0041");
+}
+
 TEST(PrintableTest, BytesThatAreNoUtf8AreReplaced) {
   EXPECT_EQ(toPrintable("a\xff"
                         "b"),

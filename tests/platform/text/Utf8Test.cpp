@@ -43,6 +43,19 @@ TEST(Utf8, RefusesEveryClassOfInvalidBytes) {
   EXPECT_FALSE(isValidUtf8("\xc3("));  // broken
 }
 
+TEST(Utf8, DecodesTheFirstAndTheLastCharacterOfEveryLength) {
+  EXPECT_EQ(decodeUtf8({"\0", 1}), U'\0');
+  EXPECT_EQ(decodeUtf8("\x7f!"), U'\x7f');
+  EXPECT_EQ(decodeUtf8("\xc2\x80!"), U'\x80');
+  EXPECT_EQ(decodeUtf8("\xdf\xbf"), U'\x7ff');
+  EXPECT_EQ(decodeUtf8("\xe0\xa0\x80"), U'\x800');
+  EXPECT_EQ(decodeUtf8("\xef\xbf\xbf"), U'\xffff');
+  EXPECT_EQ(decodeUtf8("\xf0\x90\x80\x80"), U'\x10000');
+  EXPECT_EQ(decodeUtf8("\xf4\x8f\xbf\xbf"), U'\x10ffff');
+  EXPECT_EQ(decodeUtf8("\x80"), U'\xfffd');
+  EXPECT_EQ(decodeUtf8("\xe2\x82z"), U'\xfffd');
+}
+
 TEST(Utf8, FindsTheFirstInvalidByteBehindWholeWordsOfText) {
   for (std::size_t length = 0; length < 40; ++length) {
     const std::string text(length, 'x');

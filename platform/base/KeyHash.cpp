@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/property/KeyHash.h"
+#include "platform/base/KeyHash.h"
 
 #include <sys/auxv.h>
 
 #include <bit>
 #include <cstring>
 
-namespace KX::Property {
+namespace KX {
 
 namespace {
 
@@ -71,4 +71,4 @@ std::uint64_t keyHash(std::string_view key) {
   return state.a ^ state.b ^ state.c ^ state.d;
 }
 
-}  // namespace KX::Property
+}  // namespace KX

@@ -4,11 +4,11 @@
 #include <set>
 #include <string>
 
-#include "platform/property/KeyHash.h"
+#include "platform/base/KeyHash.h"
 
 namespace {
 
-using KX::Property::keyHash;
+using KX::keyHash;
 
 TEST(KeyHash, EqualKeysHaveEqualHashesWhereverTheyLie) {
   for (std::size_t length = 0; length < 40; ++length) {
