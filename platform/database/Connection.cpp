@@ -15,7 +15,7 @@ namespace {
 
 constexpr int BUSY_TIMEOUT_MS = 1000;
 // SQLite calls back after this many of its steps. A walk over 1000 interfaces with an address each takes 3 million
-// where the file has no index; pages that were made to refer to each other would take for ever.
+// where nothing has an index; pages that were made to refer to each other would take for ever.
 constexpr int STEPS_PER_STRIDE = 10'000;
 constexpr unsigned MAX_STRIDES = 2'000;
 constexpr std::size_t MAX_MESSAGE_LENGTH = 256;
@@ -73,7 +73,10 @@ XCode Connection::startOnFile(const String& path) {
   const XCode started = start();
   if (started.isErr()) return started;
   Schema::verify(*this);
-  return failure_.isErr() ? commit() : XCode();
+  if (failure_.isErr()) return commit();
+  isFile_ = true;
+  Schema::indexAddresses(*this);
+  return XCode();
 }
 
 XCode Connection::openLogged() {
@@ -157,6 +160,7 @@ XCode Connection::start() {
     rollback();
     return failure_;
   }
+  if (isFile_) Schema::indexAddresses(*this);
   if (++lastTransaction_ == 0) ++lastTransaction_;
   transaction_ = lastTransaction_;
   return XCode();
@@ -173,6 +177,7 @@ XCode Connection::commit() {
 
 void Connection::rollback() {
   resetStatements();
+  if (isFile_) Schema::dropIndex(*this);
   transaction_ = 0;
   strides_ = 0;
   // Whatever happened, SQLite ends the transaction: it has nothing to report.

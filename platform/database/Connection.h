@@ -78,6 +78,7 @@ class Connection final : public KX::RefCounted {
   sqlite3* handle_ = nullptr;
   std::shared_ptr<WriteAheadLog::Hold> hold_;
   FileState opened_;
+  bool isFile_ = false;  // with the tables
   // The database file, links resolved, where it is in WAL mode; empty otherwise.
   std::string logged_;
   XCode failure_;

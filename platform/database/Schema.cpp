@@ -4,6 +4,8 @@
 #include <sqlite3.h>
 #include <strings.h>
 
+#include <cstdlib>
+
 #include "platform/database/Connection.h"
 #include "platform/database/Statement.h"
 
@@ -19,6 +21,17 @@ constexpr char CREATE[] =
     "CREATE TABLE ip_interface_address (id INTEGER PRIMARY KEY, ip_interface_id INTEGER, object_type INTEGER,"
     " object_status INTEGER, subnet TEXT);"
     "CREATE INDEX ip_interface_address_parent ON ip_interface_address (ip_interface_id);";
+
+constexpr char DROP_COPY[] = "DROP TABLE IF EXISTS temp.ip_interface_address";
+constexpr char COPY[] =
+    "PRAGMA temp_store = MEMORY;"
+    "CREATE TEMP TABLE ip_interface_address AS"
+    " SELECT id, ip_interface_id, object_type, object_status, subnet FROM main.ip_interface_address;"
+    "CREATE INDEX temp.ip_interface_address_parent ON ip_interface_address (ip_interface_id, id);";
+
+// So few rows are walked again and again in a moment; so many would take 10 MB.
+constexpr unsigned FEWEST_COPIED = 500;
+constexpr unsigned MOST_COPIED = 100'000;
 
 struct Column {
   const char* table;
@@ -53,6 +66,18 @@ bool hasTable(Connection& connection, const char* name) {
   return statement.step();
 }
 
+// Without a report: the walk itself meets whatever is wrong.
+bool run(const Connection& connection, const char* sql, int (*onRow)(void*, int, char**, char**) = nullptr,
+         void* context = nullptr) {
+  return sqlite3_exec(connection.handle(), sql, onRow, context, nullptr) == SQLITE_OK;
+}
+
+int readCount(void* count, int, char** values, char**) {
+  *static_cast<unsigned*>(count) =
+      values[0] == nullptr ? 0 : static_cast<unsigned>(std::strtoul(values[0], nullptr, 10));
+  return 0;
+}
+
 bool hasColumn(Connection& connection, const Column& column) {
   return sqlite3_table_column_metadata(connection.handle(), "main", column.table, column.name, nullptr, nullptr,
                                        nullptr, nullptr, nullptr) == SQLITE_OK;
@@ -83,5 +108,15 @@ void verify(Connection& connection) {
     }
   }
 }
+
+void indexAddresses(Connection& connection) {
+  const String counting =
+      String::format("SELECT count(*) FROM (SELECT 1 FROM main.ip_interface_address LIMIT %u)", MOST_COPIED + 1);
+  unsigned count = 0;
+  if (!run(connection, counting.c_str(), readCount, &count) || count < FEWEST_COPIED || count > MOST_COPIED) return;
+  if (!run(connection, COPY)) dropIndex(connection);
+}
+
+void dropIndex(Connection& connection) { static_cast<void>(run(connection, DROP_COPY)); }
 
 }  // namespace DB::Schema

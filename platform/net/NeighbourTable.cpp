@@ -5,6 +5,8 @@
 #include <libmnl/libmnl.h>
 #include <linux/neighbour.h>
 #include <linux/rtnetlink.h>
+#include <sys/socket.h>
+#include <sys/time.h>
 
 #include <cerrno>
 #include <cstring>
@@ -74,6 +76,8 @@ bool exchange(mnl_socket* socket, Buffer& buffer, mnl_cb_t callback, void* data)
     const ssize_t length = mnl_socket_recvfrom(socket, buffer.bytes, sizeof(buffer.bytes));
     if (length < 0 && errno == EINTR) continue;
     if (length < 0) return false;
+    // The late answer to a question that was given up.
+    if (reinterpret_cast<const nlmsghdr*>(buffer.bytes)->nlmsg_seq != sequence) continue;
     state = mnl_cb_run(buffer.bytes, static_cast<std::size_t>(length), sequence, mnl_socket_get_portid(socket),
                        callback, data);
   }
@@ -89,7 +93,11 @@ String toString(const MacAddress& address) {
 
 NeighbourTable::NeighbourTable() {
   socket_ = mnl_socket_open2(NETLINK_ROUTE, SOCK_CLOEXEC);
-  if (socket_ != nullptr && mnl_socket_bind(socket_, 0, MNL_SOCKET_AUTOPID) != 0) {
+  if (socket_ == nullptr) return;
+  const int descriptor = mnl_socket_get_fd(socket_);
+  const timeval patience{1, 0};
+  if (setsockopt(descriptor, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience)) != 0 ||
+      mnl_socket_bind(socket_, 0, MNL_SOCKET_AUTOPID) != 0) {
     mnl_socket_close(socket_);
     socket_ = nullptr;
   }
@@ -124,5 +132,5 @@ bool NeighbourTable::remove(const Neighbour& neighbour) {
   header->ndm_family = AF_INET;
   header->ndm_ifindex = neighbour.interface;
   mnl_attr_put_u32(reinterpret_cast<nlmsghdr*>(buffer.bytes), NDA_DST, htonl(neighbour.address));
-  return exchange(socket_, buffer, nullptr, nullptr) || (errno != EPERM && errno != EACCES);
+  return exchange(socket_, buffer, nullptr, nullptr) || (errno != EPERM && errno != EACCES && errno != EAGAIN);
 }

@@ -29,7 +29,8 @@ struct Neighbour {
 };
 
 // The kernel's table of IPv4 neighbours, of the network namespace in which this was created. Each operation asks the
-// kernel anew and waits for its answer, which comes at once. Where it cannot be asked the table is empty.
+// kernel anew and waits for its answer, which comes at once, for a second at most. Where it cannot be asked the table
+// is empty.
 class NeighbourTable {
  public:
   struct Usage {

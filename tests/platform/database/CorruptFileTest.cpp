@@ -64,6 +64,26 @@ void makeInterior(Bytes& bytes, std::size_t page, std::uint32_t child) {
   }
 }
 
+// Nothing in a file has to have an index.
+TEST_F(CorruptFileTest, ThousandsOfInterfacesAreNotTooMuch) {
+  const std::string rows =
+      "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 5500) INSERT INTO ";
+  std::string sql = "BEGIN; INSERT INTO context_ip VALUES (1, 2, 10, 'router');";
+  sql += rows + "dyn_if SELECT i, 'eth' || i FROM n;";
+  sql += rows + "ip_interface SELECT i, 1, 2, 10, 'LAN' || i, i, 3 FROM n;";
+  sql += rows +
+         "ip_interface_address SELECT 5501 - i, i, 2, 10, '10.' || (i / 256) || '.' || (i % 256) || '.0/24' FROM n;";
+  // Bytes that look like the key of an interface are none.
+  sql += "INSERT INTO ip_interface_address VALUES (6000, x'37', 2, 10, '192.168.7.0/24'); COMMIT;";
+  openWith(sql);
+  for (int again = 0; again < 2; ++again) {
+    const Walk walked = walk();
+    ASSERT_TRUE(walked.result.isSuccess()) << walked.result.toString().c_str();
+    EXPECT_NE(walked.text.find("- LAN5500 eth5500 up 10.21.124.0/24\n"), std::string::npos);
+    EXPECT_EQ(walked.text.find("192.168.7.0/24"), std::string::npos);
+  }
+}
+
 TEST_F(CorruptFileTest, FlippedBytesNeverCrash) {
   const Bytes intact = largeFile();
   const std::string expected = read(intact).text;
