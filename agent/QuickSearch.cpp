@@ -49,7 +49,7 @@ void QuickSearch::add(const InterfaceChoice& interface, std::size_t maxAddresses
   if (!isConnected) unswept_.add("ARP sweep"_s, interface.name, "no IPv4 network"_s);
   scans_.push_back(
       KXLWPtr<Scan>(new Scan(loop_, "scan"_s, "Discovery"_s, interface.name,
-                             String::format("discovery-client -j -i %s", interface.device.c_str()), parser_)));
+                             KX::Shell::Command::format("discovery-client -j -i %s", {interface.device}), parser_)));
 }
 
 // Of a network that is too large, the part around this machine is swept.

@@ -2,6 +2,7 @@
 // What leaves for the server by itself: nodes, and the events that carry them.
 #include "discovery/client/CClientDiscoveryService.h"
 #include "discovery/common/Log.h"
+#include "discovery/common/LogText.h"
 
 namespace KX::NMS::Discovery {
 
@@ -72,10 +73,10 @@ void CClientDiscoveryService::sendJobStatusEvent(const Property::Value& job) {
   if (status == "successful") nodes = exportNodes(ChangesOnly);
   const String& prefix = getLogPrefix();
   if (nodes.isEmpty() && scanType == "status") {
-    DISCOVERY_TRACE(3, prefix, "No need to send a status event for %s %s job", status.c_str(), scanType.c_str());
+    DISCOVERY_TRACE(3, prefix, "No need to send a status event for %s %s job", status.c_str(), inLog(scanType).c_str());
     return;
   }
-  DISCOVERY_TRACE(3, prefix, "Job %s: %s", job["id"].toString().c_str(), status.c_str());
+  DISCOVERY_TRACE(3, prefix, "Job %s: %s", inLog(job["id"].toString()).c_str(), status.c_str());
   Property::Value event;
   prepareEvent(event, "jobStatus"_s, 1);
   event["jobStatus"_s] = job;

@@ -2,6 +2,7 @@
 // The requests with which the server acts on nodes, by way of the device's discovery-client.
 #include "discovery/client/CClientDiscoveryService.h"
 #include "discovery/common/Log.h"
+#include "discovery/common/LogText.h"
 #include "platform/process/Shell.h"
 
 namespace KX::NMS::Discovery {
@@ -60,7 +61,7 @@ Property::Value CClientDiscoveryService::runForEach(const Property::Value& nodes
   Property::Value results = Property::Value::array(nodes.size());
   for (const Property::Value& node : nodes.elements()) {
     const Shell::Command command = makeCommand(node);
-    DISCOVERY_TRACE(3, getLogPrefix(), "Executing: %s", command.line().c_str());
+    DISCOVERY_TRACE(3, getLogPrefix(), "Executing: %s", inLog(command.line()).c_str());
     static_cast<void>(Shell::execute(command));
     Property::Value result = node;
     result["status"_s] = "successful"_s;

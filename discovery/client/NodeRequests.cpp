@@ -6,6 +6,7 @@
 
 #include "discovery/client/CClientDiscoveryService.h"
 #include "discovery/common/Log.h"
+#include "discovery/common/LogText.h"
 #include "discovery/repository/NodeLimitNote.h"
 
 namespace KX::NMS::Discovery {
@@ -128,7 +129,8 @@ KXLWPtr<Node> CClientDiscoveryService::syncNode(const Property::Value& element, 
                                           given.supportsOnboarding, Repository::KeepExisting, &added, nullptr);
     if (added && isTracing(2)) {
       DISCOVERY_TRACE(3, getLogPrefix(), "  New discovered node from server: %s at %s on interface %s",
-                      given.ipAddress.c_str(), given.physicalAddress.c_str(), given.interface.c_str());
+                      inLog(given.ipAddress).c_str(), inLog(given.physicalAddress).c_str(),
+                      inLog(given.interface).c_str());
     }
   }
   if (node == nullptr) return node;
@@ -148,7 +150,7 @@ KXLWPtr<Node> CClientDiscoveryService::addManualNode(const String& ipAddress) {
   bool added = false;
   const KXLWPtr<Node> node = repository_->addManualNode(ipAddress, &added);
   if (added && isTracing(2)) {
-    DISCOVERY_TRACE(3, getLogPrefix(), "  New manual node from server: %s", ipAddress.c_str());
+    DISCOVERY_TRACE(3, getLogPrefix(), "  New manual node from server: %s", inLog(ipAddress).c_str());
   }
   return node;
 }

@@ -7,9 +7,9 @@ namespace KX::NMS::Discovery {
 String modelOfDevice(const Property::Value& device) {
   const String model = device["model"].toString();
   if (model.isEmpty()) return String();
-  String text = String::format("Varnel %s", model.c_str());
+  String text = String("Varnel ").append(model);
   const String build = device["build"].toString();
-  if (!build.isEmpty()) text.concatf(" %s", build.c_str());
+  if (!build.isEmpty()) text.append(" ").append(build);
   return text;
 }
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "discovery/common/Log.h"
+#include "discovery/common/LogText.h"
 #include "discovery/nodescan/JobNodeScan.h"
 #include "platform/database/Queries.h"
 #include "platform/database/Transaction.h"
@@ -51,12 +52,12 @@ XCode JobNodeScan::determineScans() {
     result = transaction.commit();
   }
   interfaceDescriptions_.clear();
-  if (result.isErr()) DISCOVERY_TRACE(1, logPrefix_, "Preparation failed: %s", result.toString().c_str());
+  if (result.isErr()) DISCOVERY_TRACE(1, logPrefix_, "Preparation failed: %s", inLog(result.toString()).c_str());
   return result;
 }
 
 void JobNodeScan::examineContext(const DB::Ptr<DB::Entry::ContextIp>& context) {
-  DISCOVERY_TRACE(1, logPrefix_, "- IP context %s:", context->name.get().c_str());
+  DISCOVERY_TRACE(1, logPrefix_, "- IP context %s:", inLog(context->name.get()).c_str());
   using Query = DB::Table::IpInterface::QueryByParentTypeStatusByKey;
   Query interfaces(Query::Key(context, OBJECT_TYPE, OBJECT_STATUS));
   for (interfaces.begin(); interfaces.iterate(); interfaces.moveNext()) examineInterface(*interfaces);
@@ -64,13 +65,13 @@ void JobNodeScan::examineContext(const DB::Ptr<DB::Entry::ContextIp>& context) {
 
 void JobNodeScan::examineInterface(const DB::Ptr<DB::Entry::IpInterface>& interface) {
   const String name = interface->name.get();
-  DISCOVERY_TRACE(1, logPrefix_, "  - IP Interface %s:", name.c_str());
+  DISCOVERY_TRACE(1, logPrefix_, "  - IP Interface %s:", inLog(name).c_str());
   const bool isPrivate = isInterfaceInPrivateNetwork(interface);
   DISCOVERY_TRACE(1, logPrefix_, "    - %s to a private network", isPrivate ? "Connects" : "Does not connect");
   bool selected = isSelected(name, isPrivate);
   const DB::Ptr<DB::Entry::DynIf> bound = interface->dynIf;
   if (bound) {
-    DISCOVERY_TRACE(1, logPrefix_, "    v Is bound to %s", bound->name.get().c_str());
+    DISCOVERY_TRACE(1, logPrefix_, "    v Is bound to %s", inLog(bound->name.get()).c_str());
   } else {
     DISCOVERY_TRACE(1, logPrefix_, "    - Is not bound");
     selected = false;
@@ -124,7 +125,7 @@ bool JobNodeScan::isAcceptedBy(const InterfaceDescription& rule, const String& n
     DISCOVERY_TRACE(1, logPrefix_, "      No regular expression");
   } else {
     const KXLockPtr<KXRegEx::Pattern> expression(rule.expression);
-    DISCOVERY_TRACE(1, logPrefix_, "      Regular expression: /%s/", expression->source().c_str());
+    DISCOVERY_TRACE(1, logPrefix_, "      Regular expression: /%s/", inLog(expression->source()).c_str());
     if (!expression->match(name)) {
       DISCOVERY_TRACE(1, logPrefix_, "      x Does not match");
       return false;

@@ -2,6 +2,7 @@
 #include "discovery/nodescan/JobNodeScan.h"
 
 #include "discovery/common/Log.h"
+#include "discovery/common/LogText.h"
 #include "discovery/common/Nesting.h"
 #include "discovery/nodescan/DeviceModel.h"
 #include "discovery/repository/NodeLimitNote.h"
@@ -102,11 +103,11 @@ KXLWPtr<Node> JobNodeScan::enterNode(const Property::Value& node) {
                                                         node["supportsOnboarding"].toBoolOr(false),
                                                         Repository::UpdateExisting, &added, &changed);
   if (added) {
-    DISCOVERY_TRACE(2, logPrefix_, "  New node: %s at %s on interface %s (%s)", ipAddress.c_str(),
-                    physicalAddress.c_str(), interface.c_str(), model.c_str());
+    DISCOVERY_TRACE(2, logPrefix_, "  New node: %s at %s on interface %s (%s)", inLog(ipAddress).c_str(),
+                    inLog(physicalAddress).c_str(), inLog(interface).c_str(), inLog(model).c_str());
   } else if (changed) {
-    DISCOVERY_TRACE(2, logPrefix_, "  Changed node: %s at %s on interface %s (%s)", ipAddress.c_str(),
-                    physicalAddress.c_str(), interface.c_str(), model.c_str());
+    DISCOVERY_TRACE(2, logPrefix_, "  Changed node: %s at %s on interface %s (%s)", inLog(ipAddress).c_str(),
+                    inLog(physicalAddress).c_str(), inLog(interface).c_str(), inLog(model).c_str());
   }
   return entered;
 }

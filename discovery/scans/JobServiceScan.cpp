@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "discovery/common/Log.h"
+#include "discovery/common/LogText.h"
 
 namespace KX::NMS::Discovery {
 namespace {
@@ -44,7 +45,7 @@ XCode JobServiceScan::prepareServiceScanInputFile(bool& needed) {
   XCode result = writeInputFile(nodes);
   if (result.isErr()) {
     inputFile_.abandon();
-    DISCOVERY_TRACE(1, logPrefix_, "Preparation failed: %s", result.toString().c_str());
+    DISCOVERY_TRACE(1, logPrefix_, "Preparation failed: %s", inLog(result.toString()).c_str());
     needed = false;
   }
   return result;
@@ -79,7 +80,7 @@ String JobServiceScan::servicesText() const {
 
 XCode JobServiceScan::writeLines(const KXVector<KXLWPtr<Node>>& nodes, const String& services) {
   for (const KXLWPtr<Node>& node : nodes) {
-    DISCOVERY_TRACE(1, logPrefix_, "Writing %s%s", node->ipAddress().c_str(), services.c_str());
+    DISCOVERY_TRACE(1, logPrefix_, "Writing %s%s", inLog(node->ipAddress()).c_str(), inLog(services).c_str());
     XCode result = inputFile_.writeLine(node->ipAddress(), services);
     if (result.isErr()) return result;
     if (node->pendingServiceScans() != 0) node->setPendingServiceScans(node->pendingServiceScans() - 1);
@@ -95,7 +96,7 @@ XCode JobServiceScan::logInputFile() const {
   if (result.isErr()) {
     result.extendString("Cannot read back servicescan input file"_s, ": ");
   } else {
-    DISCOVERY_TRACE(1, String::format("%sinput> ", logPrefix_.c_str()), "%s", content.c_str());
+    DISCOVERY_TRACE(1, String(logPrefix_).append("input> "), "%s", inLog(content).c_str());
   }
   return result;
 }
@@ -146,7 +147,8 @@ void JobServiceScan::enterServices(const Property::Value& node) {
     if (services.find(name) == nullptr) services.set(name, Service{name, port});
     model = answer["model"].getStringOr(model);
     systemObjectID = answer["systemObjectID"].getStringOr(systemObjectID);
-    DISCOVERY_TRACE(1, logPrefix_, "  %s service is available on %s:%u", name.c_str(), ipAddress.c_str(), port);
+    DISCOVERY_TRACE(1, logPrefix_, "  %s service is available on %s:%u", inLog(name).c_str(), inLog(ipAddress).c_str(),
+                    port);
   }
   static_cast<void>(repository_.setDiscoveredServices(ipAddress, services, model, systemObjectID));
 }

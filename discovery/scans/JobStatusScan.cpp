@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "discovery/common/Log.h"
+#include "discovery/common/LogText.h"
 
 namespace KX::NMS::Discovery {
 
@@ -35,7 +36,7 @@ XCode JobStatusScan::prepareServiceScanInputFile(const KXVector<KXLWPtr<Node>>& 
   XCode result = writeInputFile(nodes);
   if (result.isErr()) {
     inputFile_.abandon();
-    DISCOVERY_TRACE(1, logPrefix_, "Preparation failed: %s", result.toString().c_str());
+    DISCOVERY_TRACE(1, logPrefix_, "Preparation failed: %s", inLog(result.toString()).c_str());
     needed = false;
   }
   return result;
@@ -79,7 +80,7 @@ void JobStatusScan::logInputFile() const {
   if (!isTracing(2)) return;
   String content;
   if (inputFile_.readBack(content).isErr()) return;
-  DISCOVERY_TRACE(1, String::format("%sinput> ", logPrefix_.c_str()), "%s", content.c_str());
+  DISCOVERY_TRACE(1, String(logPrefix_).append("input> "), "%s", inLog(content).c_str());
 }
 
 void JobStatusScan::invoke() {
@@ -151,7 +152,7 @@ void JobStatusScan::successful(const Property::Value& result) {
 void JobStatusScan::enterStatus(const Property::Value& node, KXVector<KXLWPtr<Node>>& wentDown) {
   const String ipAddress = node["ipAddress"].toString();
   if (repository_.getNodeByIpAddress(ipAddress) == nullptr) {
-    DISCOVERY_NOTE(REFUSAL, logPrefix_, "Node %s not found", ipAddress.c_str());
+    DISCOVERY_NOTE(REFUSAL, logPrefix_, "Node %s not found", inLog(ipAddress).c_str());
     return;
   }
   for (const Property::Value& answer : node["services"].elements()) {
@@ -159,8 +160,8 @@ void JobStatusScan::enterStatus(const Property::Value& node, KXVector<KXLWPtr<No
     bool changed = false;
     const KXLWPtr<Node> known = repository_.setStatus(ipAddress, status, nullptr, &changed);
     if (changed && known->status() == NodeStatus::DOWN) wentDown.add(known);
-    DISCOVERY_TRACE(1, logPrefix_, "  %s is %s (service %s)", ipAddress.c_str(),
-                    KXEnumInfo<NodeStatus>::nameOrEmpty(status), answer["service"].toString().c_str());
+    DISCOVERY_TRACE(1, logPrefix_, "  %s is %s (service %s)", inLog(ipAddress).c_str(),
+                    KXEnumInfo<NodeStatus>::nameOrEmpty(status), inLog(answer["service"].toString()).c_str());
   }
 }
 

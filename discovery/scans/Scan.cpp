@@ -4,6 +4,7 @@
 #include <csignal>
 
 #include "discovery/common/Log.h"
+#include "discovery/common/LogText.h"
 #include "discovery/common/Nesting.h"
 #include "platform/process/Shell.h"
 
@@ -17,10 +18,10 @@ unsigned nesting = 0;
 Scan::Scan(KXEventLoop& loop, const String& ownerId, const String& type, const String& name,
            const Shell::Command& command, const ScanOutputParser& parser)
     : eventLoop_(loop),
-      id_(String::format("%s.%s", ownerId.c_str(), name.c_str())),
-      logPrefix_(String::format("[%s scan %s] ", type.c_str(), id_.c_str())),
-      outputLogPrefix_(String::format("[%s scan %s] output> ", type.c_str(), id_.c_str())),
-      infoLogPrefix_(String::format("[%s scan %s] info> ", type.c_str(), id_.c_str())),
+      id_(String(ownerId).append(".").append(name)),
+      logPrefix_(String("[").append(type).append(" scan ").append(id_).append("] ")),
+      outputLogPrefix_(String(logPrefix_).append("output> ")),
+      infoLogPrefix_(String(logPrefix_).append("info> ")),
       type_(type),
       name_(name),
       command_(command),
@@ -41,8 +42,8 @@ void Scan::invoke() {
     DISCOVERY_NOTE(REFUSAL, logPrefix_, "Cannot start network scan in state %s", status_.stateName());
     return;
   }
-  DISCOVERY_TRACE(1, logPrefix_, "Starting %s scan %s:", type_.c_str(), name_.c_str());
-  DISCOVERY_TRACE(1, logPrefix_, "  %s", command_.line().c_str());
+  DISCOVERY_TRACE(1, logPrefix_, "Starting %s scan %s:", inLog(type_).c_str(), inLog(name_).c_str());
+  DISCOVERY_TRACE(1, logPrefix_, "  %s", inLog(command_.line()).c_str());
   if (status_.start()) onStatusChanged();
   // A slot may have cancelled the scan: nobody would kill its command any more.
   if (!status_.isRunning()) return;
@@ -68,13 +69,13 @@ void Scan::cancel() {
 
 void Scan::onScanOutput(String chunk) {
   if (chunk.isEmpty()) return;
-  DISCOVERY_TRACE(3, outputLogPrefix_, "%s", chunk.c_str());
+  DISCOVERY_TRACE(3, outputLogPrefix_, "%s", inLog(chunk).c_str());
   output_.append(chunk);
 }
 
 void Scan::onErrorOutput(String chunk) {
   if (chunk.isEmpty()) return;
-  DISCOVERY_TRACE(3, infoLogPrefix_, "%s", chunk.c_str());
+  DISCOVERY_TRACE(3, infoLogPrefix_, "%s", inLog(chunk).c_str());
 }
 
 void Scan::onScanTerminated(XCode code, String rest) {
@@ -97,7 +98,7 @@ void Scan::successful(const Property::Value& result) {
 }
 
 void Scan::failed(const String& why) {
-  DISCOVERY_NOTE(OUTCOME, logPrefix_, "Network scan failed: %s", why.c_str());
+  DISCOVERY_NOTE(OUTCOME, logPrefix_, "Network scan failed: %s", inLog(why).c_str());
   if (status_.failed(why)) onStatusChanged();
 }
 

@@ -2,6 +2,7 @@
 #include "discovery/scheduling/Job.h"
 
 #include "discovery/common/Log.h"
+#include "discovery/common/LogText.h"
 #include "discovery/common/Nesting.h"
 
 namespace KX::NMS::Discovery {
@@ -15,9 +16,9 @@ Job::Job(KXEventLoop& loop, Repository& repository, const String& name, unsigned
          const Property::Value& description)
     : eventLoop_(loop),
       repository_(repository),
-      id_(String::format("%s.%u", name.c_str(), number)),
+      id_(String(name).append(String::format(".%u", number))),
       description_(description) {
-  logPrefix_ = String::format("[Job %s] ", id_.c_str());
+  logPrefix_ = String("[Job ").append(id_).append("] ");
 }
 
 bool Job::beginPreparation() {
@@ -51,7 +52,7 @@ void Job::successful(const Property::Value& result) {
 }
 
 void Job::failed(const String& text) {
-  DISCOVERY_NOTE(OUTCOME, logPrefix_, "Job failed: %s", text.c_str());
+  DISCOVERY_NOTE(OUTCOME, logPrefix_, "Job failed: %s", inLog(text).c_str());
   if (status_.failed(text)) onStatusChanged();
 }
 

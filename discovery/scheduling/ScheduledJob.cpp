@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "discovery/common/Log.h"
+#include "discovery/common/LogText.h"
 #include "discovery/common/Nesting.h"
 #include "discovery/common/Validation.h"
 
@@ -32,7 +33,7 @@ ScheduledJob::~ScheduledJob() {
 
 void ScheduledJob::parseDescription(const Property::Value& description) {
   const String id = description["id"].toString();
-  logPrefix_ = String::format("[Scheduled Job %s] ", id.c_str());
+  logPrefix_ = String("[Scheduled Job ").append(id).append("] ");
   DISCOVERY_TRACE(1, logPrefix_, "Parsing job description");
   DISCOVERY_TRACE(2, logPrefix_, "  %s", description.toYaml(2, 2).c_str());
   description_ = description;
@@ -44,7 +45,7 @@ void ScheduledJob::parseDescription(const Property::Value& description) {
     return;
   }
   // Kept on purpose: this line has no prefix.
-  DISCOVERY_NOTE(REFUSAL, String(), "Invalid discovery scan description: %s", result.toString().c_str());
+  DISCOVERY_NOTE(REFUSAL, String(), "Invalid discovery scan description: %s", inLog(result.toString()).c_str());
   failed(result);
 }
 
@@ -119,13 +120,13 @@ void ScheduledJob::onJobStatusUpdated(Property::Value) {
   const bool isFinished = status_.isFinished();
   onStatusChanged();
   if (!isFinished || runningJob_ == nullptr) return;
-  DISCOVERY_TRACE(1, logPrefix_, "Retiring job %s", runningJob_->id().c_str());
+  DISCOVERY_TRACE(1, logPrefix_, "Retiring job %s", inLog(runningJob_->id()).c_str());
   terminatedJob_ = runningJob_;
   runningJob_ = nullptr;
 }
 
 void ScheduledJob::failed(const String& text) {
-  DISCOVERY_NOTE(OUTCOME, logPrefix_, "Job failed: %s", text.c_str());
+  DISCOVERY_NOTE(OUTCOME, logPrefix_, "Job failed: %s", inLog(text).c_str());
   if (status_.failed(text)) onStatusChanged();
 }
 

@@ -2,6 +2,7 @@
 #include "discovery/scheduling/Scheduler.h"
 
 #include "discovery/common/Log.h"
+#include "discovery/common/LogText.h"
 #include "discovery/common/Nesting.h"
 
 namespace KX::NMS::Discovery {
@@ -27,7 +28,7 @@ Scheduler::~Scheduler() { expireWeakLink(); }
 void Scheduler::checkStartNextJob() {
   const KXPtr<Scheduler> kept(this);
   if (runningJob_ != nullptr) {
-    DISCOVERY_TRACE(2, logPrefix_, "Scan is running: %s", runningJob_->toString().c_str());
+    DISCOVERY_TRACE(2, logPrefix_, "Scan is running: %s", inLog(runningJob_->toString()).c_str());
     return;
   }
   KXPtr<ScheduledJob> best;
@@ -41,7 +42,7 @@ void Scheduler::checkStartNextJob() {
     return;
   }
   const String id = best->toString();
-  DISCOVERY_TRACE(1, logPrefix_, "The next job is ready to be invoked: %s", id.c_str());
+  DISCOVERY_TRACE(1, logPrefix_, "The next job is ready to be invoked: %s", inLog(id).c_str());
   std::size_t index = 0;
   while (!(scheduledJobs_[index]->toString() == id)) ++index;
   scheduledJobs_.removeAt(index);
@@ -67,7 +68,7 @@ void Scheduler::rescheduleOrDeleteRunningJob() {
 void Scheduler::onJobStatusUpdated(Property::Value value) {
   const KXPtr<ScheduledJob> job = runningJob_;
   if (job == nullptr) return;
-  DISCOVERY_TRACE(1, logPrefix_, "Job updated: %s", job->toString().c_str());
+  DISCOVERY_TRACE(1, logPrefix_, "Job updated: %s", inLog(job->toString()).c_str());
   statusUpdated.emit(value);
   if (runningJob_ == nullptr || !runningJob_->status().isFinished()) return;
   ++terminatedJobsCount_;
@@ -77,7 +78,7 @@ void Scheduler::onJobStatusUpdated(Property::Value value) {
 void Scheduler::cancelRunningJob() {
   if (runningJob_ == nullptr) return;
   const KXPtr<Scheduler> kept(this);
-  DISCOVERY_TRACE(1, logPrefix_, "Cancelling job: %s", runningJob_->toString().c_str());
+  DISCOVERY_TRACE(1, logPrefix_, "Cancelling job: %s", inLog(runningJob_->toString()).c_str());
   rescheduleOrDeleteRunningJob();
   ++cancelledJobs_;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Replacing and dropping the scheduler's plan.
 #include "discovery/common/Log.h"
+#include "discovery/common/LogText.h"
 #include "discovery/scheduling/Scheduler.h"
 #include "platform/base/KXStringHashTable.h"
 
@@ -42,7 +43,7 @@ void Scheduler::updateJobDescriptions(const Property::Value& descriptions) {
   const JobList newJobs = parseJobs(descriptions);
   DISCOVERY_TRACE(1, logPrefix_, "Parsed %u jobs", static_cast<unsigned>(newJobs.size()));
   if (runningJob_ != nullptr) {
-    DISCOVERY_TRACE(1, logPrefix_, "Cancelling running job: %s", runningJob_->toString().c_str());
+    DISCOVERY_TRACE(1, logPrefix_, "Cancelling running job: %s", inLog(runningJob_->toString()).c_str());
     cancelRunningJob();
   } else {
     DISCOVERY_TRACE(1, logPrefix_, "No running job to cancel");
@@ -74,7 +75,7 @@ void Scheduler::deleteJobsMissingFrom(const JobList& newJobs) {
       scheduledJobs_.add(job);
       continue;
     }
-    DISCOVERY_TRACE(1, logPrefix_, "Deleting scheduled job: %s", id.c_str());
+    DISCOVERY_TRACE(1, logPrefix_, "Deleting scheduled job: %s", inLog(id).c_str());
     job.reset();
   }
 }
@@ -86,10 +87,10 @@ void Scheduler::enterJobs(const JobList& newJobs) {
   for (const KXPtr<ScheduledJob>& job : newJobs) {
     const String id = job->toString();
     if (const std::size_t* place = places.find(id)) {
-      DISCOVERY_TRACE(1, logPrefix_, "Updating scheduled job: %s", id.c_str());
+      DISCOVERY_TRACE(1, logPrefix_, "Updating scheduled job: %s", inLog(id).c_str());
       scheduledJobs_[*place] = job;
     } else {
-      DISCOVERY_TRACE(1, logPrefix_, "Adding new scheduled job: %s", id.c_str());
+      DISCOVERY_TRACE(1, logPrefix_, "Adding new scheduled job: %s", inLog(id).c_str());
       places.set(id, scheduledJobs_.size());
       scheduledJobs_.add(job);
     }
@@ -98,18 +99,18 @@ void Scheduler::enterJobs(const JobList& newJobs) {
 
 void Scheduler::deleteTerminatedJobs() {
   drain(terminatedJobs_,
-        [this](const String& id) { DISCOVERY_TRACE(1, logPrefix_, "Deleting terminated job: %s", id.c_str()); });
+        [this](const String& id) { DISCOVERY_TRACE(1, logPrefix_, "Deleting terminated job: %s", inLog(id).c_str()); });
 }
 
 void Scheduler::clear() {
   const KXPtr<Scheduler> kept(this);
   DISCOVERY_TRACE(1, logPrefix_, "Clearing all jobs");
   if (runningJob_ != nullptr) {
-    DISCOVERY_TRACE(1, logPrefix_, "Cancelling running job: %s", runningJob_->toString().c_str());
+    DISCOVERY_TRACE(1, logPrefix_, "Cancelling running job: %s", inLog(runningJob_->toString()).c_str());
     cancelRunningJob();
   }
   drain(scheduledJobs_,
-        [this](const String& id) { DISCOVERY_TRACE(1, logPrefix_, "Deleting scheduled job: %s", id.c_str()); });
+        [this](const String& id) { DISCOVERY_TRACE(1, logPrefix_, "Deleting scheduled job: %s", inLog(id).c_str()); });
   deleteTerminatedJobs();
 }
 

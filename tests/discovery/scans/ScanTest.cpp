@@ -14,6 +14,15 @@ using namespace std::chrono_literals;
 
 class ScanTest : public ScanFixture {};
 
+TEST_F(ScanTest, ANulCutsNoLineOfTheLog) {
+  log_.setVerbosity(3);
+  startScan();
+  ASSERT_TRUE(shell_.print(COMMAND, String(std::string_view("one\0two", 7))));
+  EXPECT_EQ(log_.takeLines().back(), "[ARP scan nightly.3.LAN] output> one\\x00two");
+  scan_ = KXPtr<Scan>(new Scan(loop_, "n.0", "ARP", String(std::string_view("L\0N", 3)), COMMAND, parser_));
+  EXPECT_EQ(scan_->toPropertyValue()["id"].toString(), std::string_view("n.0.L\0N", 7));
+}
+
 TEST_F(ScanTest, NewOneIsIdleAndHasTheIdOfOwnerAndName) {
   scan_ = makeScan();
   EXPECT_EQ(scan_->status().state(), State::IDLE);
