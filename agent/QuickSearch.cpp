@@ -16,13 +16,13 @@ using KX::Property::Value;
 
 namespace {
 
+// What a sweep takes at least where addresses are silent, and how many of those are done in a second.
+constexpr std::size_t SWEEP_SECONDS = 2;
+constexpr std::size_t ADDRESSES_A_SECOND = 500;
+
 std::int64_t steadyMilliseconds() {
   using namespace std::chrono;
   return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
-}
-
-String dotted(std::uint32_t address) {
-  return String::format("%u.%u.%u.%u", address >> 24U, address >> 16U & 0xffU, address >> 8U & 0xffU, address & 0xffU);
 }
 
 String list(const std::vector<String>& names) {
@@ -105,7 +105,7 @@ void QuickSearch::startSweep(NetworkSweep& one) {
 
 void QuickSearch::enterHost(NetworkSweep& one, std::uint32_t address, const MacAddress& macAddress) {
   ++one.found;
-  const String ipAddress = dotted(address);
+  const String ipAddress = HostSweep::dottedQuad(address);
   const KXLWPtr<Node> known = repository_.getNodeByIpAddress(ipAddress);
   // A device may have spoken for itself before.
   const bool isDevice = known != nullptr && known->physicalAddress() == toString(macAddress);
@@ -158,7 +158,8 @@ ScanStage QuickSearch::stage() const {
     if (one->sweep != nullptr) finished += one->sweep->finished();
   }
   if (!names.empty()) {
-    return {1, 1, String::format("ARP on %s, %zu of %zu addresses", list(names).c_str(), finished, total), 2};
+    return {1, 1, String::format("ARP on %s, %zu of %zu addresses", list(names).c_str(), finished, total),
+            static_cast<unsigned>(SWEEP_SECONDS + total / ADDRESSES_A_SECOND)};
   }
   for (const KXLWPtr<Scan>& scan : scans_) {
     if (!scan->status().isFinished()) names.push_back(scan->name());

@@ -43,11 +43,14 @@ bool hasBroadcast(const Network& network) { return network.last - network.first 
 
 }  // namespace
 
+String dottedQuad(std::uint32_t address) {
+  return String::format("%u.%u.%u.%u", address >> 24U, address >> 16U & 0xffU, address >> 8U & 0xffU, address & 0xffU);
+}
+
 String Network::toString() const {
   unsigned prefix = 32;
   for (std::uint32_t difference = first ^ last; difference != 0; difference >>= 1U) --prefix;
-  return String::format("%u.%u.%u.%u/%u", first >> 24U, first >> 16U & 0xffU, first >> 8U & 0xffU, first & 0xffU,
-                        prefix);
+  return String::format("%s/%u", dottedQuad(first).c_str(), prefix);
 }
 
 std::uint64_t Network::size() const { return std::uint64_t{last} - first + 1 - (hasBroadcast(*this) ? 2 : 0); }

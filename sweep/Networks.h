@@ -24,6 +24,9 @@ struct Network {
   std::uint64_t size() const;
 };
 
+// An address in host byte order as people write it.
+String dottedQuad(std::uint32_t address);
+
 // What the kernel knows, in its order and each network once; without loopback.
 std::vector<Network> connectedNetworks();
 

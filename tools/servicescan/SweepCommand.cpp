@@ -26,10 +26,6 @@ std::int64_t steadyMilliseconds() {
   return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-String dotted(std::uint32_t address) {
-  return String::format("%u.%u.%u.%u", address >> 24U, address >> 16U & 0xffU, address >> 8U & 0xffU, address & 0xffU);
-}
-
 XCode findNetwork(const Range& range, HostSweep::Network& network) {
   for (const HostSweep::Network& one : HostSweep::connectedNetworks()) {
     if (one.first > range.first || one.last < range.last || !one.hasArp) continue;
@@ -63,7 +59,7 @@ void printJson(const Hosts& hosts, std::FILE* stream) {
   Value nodes = Value::array(hosts.size());
   for (const auto& [address, macAddress] : hosts) {
     Value node = Value::object(2);
-    node["ipAddress"_s] = dotted(address);
+    node["ipAddress"_s] = HostSweep::dottedQuad(address);
     node["physicalAddress"_s] = toString(macAddress);
     nodes.add(node);
   }
@@ -74,7 +70,8 @@ void printJson(const Hosts& hosts, std::FILE* stream) {
 
 void printTable(const Hosts& hosts, const TableStyle& style, std::FILE* stream) {
   std::vector<std::vector<Cell>> rows;
-  for (const auto& [address, macAddress] : hosts) rows.push_back({{dotted(address)}, {toString(macAddress)}});
+  for (const auto& [address, macAddress] : hosts)
+    rows.push_back({{HostSweep::dottedQuad(address)}, {toString(macAddress)}});
   for (const String& line : layOutTable({{"ADDRESS"}, {"MAC"}}, rows, style))
     std::fprintf(stream, "%s\n", line.c_str());
 }
