@@ -37,9 +37,10 @@ Device::Device(const Options& options)
       sink_(makeSink(options, statusLine_, errorOutput_)),
       monitor_("discovery"_s, options.verbosity, *sink_),
       runner_(loop_, options.processLimits),
+      tools_(runner_, options.scanTool),
       kernelInterfaces_(loop_, database_) {
   KX::NMS::Discovery::MON = &monitor_;
-  loop_.provide<KX::Shell::Runner>(&runner_);
+  loop_.provide<KX::Shell::Runner>(&tools_);
   loop_.provide<DB::Database>(&database_);
 }
 

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "agent/Options.h"
+#include "agent/ToolRunner.h"
 #include "platform/database/Database.h"
 #include "platform/database/KernelInterfaces.h"
 #include "platform/loop/UvEventLoop.h"
@@ -37,6 +38,7 @@ class Device {
   std::unique_ptr<RTD::LogSink> sink_;
   RTD::Monitor monitor_;
   KX::Shell::ProcessRunner runner_;
+  ToolRunner tools_;
   DB::Database database_;
   DB::KernelInterfaces kernelInterfaces_;
 };

@@ -19,8 +19,9 @@ struct Options {
   Command command = Command::HELP;
   LinkKind link = LinkKind::STDIO;
   String socketPath;
-  String database;  // empty: the kernel's interfaces
-  String plan;      // empty: none
+  String scanTool;  // empty: where the library looks for it; of run
+  String database;     // empty: the kernel's interfaces
+  String plan;         // empty: none
   Log log = Log::STDERR;
   unsigned verbosity = 0;
   bool clearBeforeUpdate = false;

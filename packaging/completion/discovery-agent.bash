@@ -5,7 +5,7 @@ _discovery_agent() {
   local cur prev words cword split
   _init_completion -s || return
   case $prev in
-    --plan | --database) _filedir; return ;;
+    --plan | --database | --scan-tool) _filedir; return ;;
     --log) COMPREPLY=($(compgen -W "stderr syslog" -- "$cur")); return ;;
     --verbosity) COMPREPLY=($(compgen -W "0 1 2 3" -- "$cur")); return ;;
     --interface) _available_interfaces -a; return ;;

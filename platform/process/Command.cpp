@@ -47,6 +47,14 @@ Command Command::format(const char* format, std::initializer_list<String> values
   return command;
 }
 
+Command Command::withProgram(const String& program) const {
+  Command command;
+  command.line_ = line_;
+  command.arguments_.add(program);
+  for (std::size_t i = 1; i < arguments_.size(); ++i) command.arguments_.add(arguments_[i]);
+  return command;
+}
+
 XCode Command::check() const {
   if (arguments_.isEmpty()) return XCode::error("Empty command"_s);
   for (const String& argument : arguments_) {

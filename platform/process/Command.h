@@ -19,6 +19,9 @@ class Command {
   // its argument.
   static Command format(const char* format, std::initializer_list<String> values);
 
+  // The same with another program in its first argument; the line stays.
+  Command withProgram(const String& program) const;
+
   // As it is logged; a value with blanks is not quoted there.
   const String& line() const { return line_; }
   const KXVector<String>& arguments() const { return arguments_; }

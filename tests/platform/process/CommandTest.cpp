@@ -34,6 +34,12 @@ TEST(CommandTest, ValueStaysWithinItsArgument) {
   EXPECT_EQ(command.line(), "tool -o a b;\t\"c:%s -x");
 }
 
+TEST(CommandTest, AnotherProgramGetsTheSameArgumentsUnderTheSameLine) {
+  const Command command = Command::format("/usr/bin/tool -t %s", {"a b"}).withProgram("/opt/my tools/tool");
+  EXPECT_EQ(argumentsOf(command), (Arguments{"/opt/my tools/tool", "-t", "a b"}));
+  EXPECT_EQ(command.line(), "/usr/bin/tool -t a b");
+}
+
 TEST(CommandTest, EmptyValueIsAnArgumentToo) {
   EXPECT_EQ(argumentsOf(Command::format("tool %s", {""})), (Arguments{"tool", ""}));
 }
