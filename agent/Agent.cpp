@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "agent/PlanFile.h"
+#include "discovery/common/Log.h"
 #include "discovery/common/ServiceConstants.h"
 #include "links/StdioLink.h"
 #include "links/UnixLink.h"
@@ -14,6 +15,7 @@ using KX::Property::Value;
 
 Agent::Agent(KXEventLoop& loop, RTD::Monitor& monitor, const Options& options)
     : options_(options),
+      repository_(options.nodeLimit),
       scheduler_(new Scheduler(loop, repository_)),
       client_(new CClient("agent"_s, repository_, KX::Function<void()>(),
                           [this](Value descriptions) { updateJobDescriptions(descriptions); })) {
@@ -59,7 +61,13 @@ void Agent::takePlanAnew() {
   if (plan.isValid()) updateJobDescriptions(plan);
 }
 
+// What a description becomes takes a hundred times the memory of the shortest one's text, so a message within its limit
+// could take gigabytes.
 void Agent::updateJobDescriptions(const Value& descriptions) {
+  if (descriptions.isArray() && descriptions.size() > MOST_DESCRIPTIONS) {
+    DISCOVERY_NOTE(REFUSAL, "[agent] "_s, "Plan refused: more than %zu job descriptions", MOST_DESCRIPTIONS);
+    return;
+  }
   plan_ = descriptions;
   if (options_.clearBeforeUpdate) scheduler_->clear();
   scheduler_->updateJobDescriptions(descriptions);

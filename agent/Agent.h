@@ -14,6 +14,9 @@
 // scheduler, and every job status goes from the scheduler to the client.
 class Agent {
  public:
+  // A longer plan is refused with a line in the log; the one before goes on.
+  static constexpr std::size_t MOST_DESCRIPTIONS = 32768;
+
   Agent(KXEventLoop& loop, RTD::Monitor& monitor, const Options& options);
   Agent(const Agent&) = delete;
   Agent& operator=(const Agent&) = delete;

@@ -109,6 +109,10 @@ CommandOptions optionsOfCommands(Options& options) {
        .value = "BYTES",
        .help = "longest output of one command (default 16777216, 0: any)",
        .take = setNumber(options.processLimits.outputBytes, 0, std::numeric_limits<std::uint64_t>::max())},
+      {.name = "node-limit",
+       .value = "N",
+       .help = "most nodes kept (default 100000, 0: any number)",
+       .take = setNumber(options.nodeLimit, 0, std::numeric_limits<unsigned>::max())},
   };
 }
 

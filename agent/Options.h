@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "agent/ServicePort.h"
+#include "discovery/repository/Repository.h"
 #include "platform/base/KXVector.h"
 #include "platform/base/String.h"
 #include "platform/base/XCode.h"
@@ -26,6 +27,7 @@ struct Options {
   unsigned verbosity = 0;
   bool clearBeforeUpdate = false;
   KX::Shell::ProcessLimits processLimits;
+  unsigned nodeLimit = KX::NMS::Discovery::Repository::DEFAULT_NODE_LIMIT;
   std::size_t messageLimit = KX::NMS::SessionOptions::DEFAULT_MESSAGE_LIMIT;
   bool json = false;
   bool thorough = false;

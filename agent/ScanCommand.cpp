@@ -102,7 +102,7 @@ int report(const Options& options, const Repository& repository, const ScanRun& 
 int scan(Device& device, const Options& options, const Choices& chosen) {
   const auto start = std::chrono::steady_clock::now();
   const ExplainingRunner runner(device.loop(), device.runner());
-  Repository repository;
+  Repository repository(options.nodeLimit);
   // Input files carry the job's name: two scans by hand at once must not share one.
   const String jobName = String::format("scan.%d", static_cast<int>(getpid()));
   ScanRun run(device.loop(), repository, options, jobName, makeSearch(device, repository, options, jobName, chosen));

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "discovery/scans/InputFiles.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -22,14 +23,9 @@ String ownerOf(const String& jobId) {
 }
 
 // A file that was put in the place of another may get its inode; the last change or the size tells them apart.
-bool isSame(const struct stat& a, const struct stat& b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_ctim.tv_sec == b.st_ctim.tv_sec &&
-         a.st_ctim.tv_nsec == b.st_ctim.tv_nsec && a.st_size == b.st_size;
-}
-
-void removeUnlessTouched(const String& path, const struct stat& written) {
+void removeUnlessTouched(const String& path, const FileState& written) {
   struct stat present {};
-  if (lstat(path.c_str(), &present) == 0 && isSame(present, written)) static_cast<void>(unlink(path.c_str()));
+  if (lstat(path.c_str(), &present) == 0 && FileState::of(present) == written) static_cast<void>(unlink(path.c_str()));
 }
 
 }  // namespace
@@ -64,7 +60,8 @@ void InputFiles::removeOldest(std::size_t limit, Predicate isCounted) {
 void InputFiles::remember(const InputFile& file, int descriptor) {
   std::erase_if(files_, [&](const Written& other) { return other.path == file.path(); });
   struct stat written {};
-  if (fstat(descriptor, &written) == 0) files_.push_back({file.path(), ownerOf(file.jobId()), written, &file});
+  if (fstat(descriptor, &written) == 0)
+    files_.push_back({file.path(), ownerOf(file.jobId()), FileState::of(written), &file});
 }
 
 void InputFiles::clear() {

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <sys/stat.h>
-
 #include <cstddef>
 #include <vector>
 
+#include "platform/base/FileState.h"
 #include "platform/base/String.h"
 
 namespace KX::NMS::Discovery {
@@ -38,7 +37,7 @@ class InputFiles {
   struct Written {
     String path;
     String owner;           // the id of the job description
-    struct stat written;    // as it was left
+    KX::FileState written;  // as it was left
     const InputFile* user;  // null: none
   };
 

@@ -9,7 +9,7 @@ _discovery_agent() {
     --log) COMPREPLY=($(compgen -W "stderr syslog" -- "$cur")); return ;;
     --verbosity) COMPREPLY=($(compgen -W "0 1 2 3" -- "$cur")); return ;;
     --interface) _available_interfaces -a; return ;;
-    --link | --service | --message-limit | --command-limit | --output-limit | --max-addresses) return ;;
+    --link | --service | --message-limit | --command-limit | --output-limit | --max-addresses | --node-limit) return ;;
   esac
   $split && return
   if ((cword == 1)); then

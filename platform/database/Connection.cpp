@@ -126,26 +126,25 @@ int Connection::onProgress(void* connection) {
   return ++static_cast<Connection*>(connection)->strides_ > MAX_STRIDES ? 1 : 0;
 }
 
-XCode Connection::readState(const String& path, FileState& state) {
+XCode Connection::readState(const String& path, KX::FileState& state) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) return XCode::fromErrno(errno);
-  state = {status.st_dev, status.st_ino, status.st_mtim.tv_sec, status.st_mtim.tv_nsec, status.st_size};
+  state = KX::FileState::of(status);
   // Opening a FIFO would wait for its other end.
   return S_ISREG(status.st_mode) ? XCode() : XCode::error("Not a regular file");
 }
 
 bool Connection::isOutdated(const String& path) const {
-  FileState now;
+  KX::FileState now;
   const bool isThere = readState(path, now).isSuccess();
-  return !isThere || now.device != opened_.device || now.inode != opened_.inode || !logged_.empty() ||
-         WriteAheadLog::isUsedBy(handle_);
+  return !isThere || !now.isSameFile(opened_) || !logged_.empty() || WriteAheadLog::isUsedBy(handle_);
 }
 
 // In WAL mode, whether somebody has come in between who is not held off.
 bool Connection::hasChanged() const {
   if (logged_.empty()) return false;
   if (!hold_->isStillGood(logged_)) return true;
-  FileState now;
+  KX::FileState now;
   return !hold_->isTaken() && (readState(String(logged_), now).isErr() || !(now == opened_));
 }
 

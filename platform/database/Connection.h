@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/base/FileState.h"
 #include "platform/base/RefCounted.h"
 #include "platform/base/XCode.h"
 #include "platform/database/WriteAheadLog.h"
@@ -63,21 +64,12 @@ class Connection final : public KX::RefCounted {
   // Called by SQLite while it works; other than 0 interrupts it.
   static int onProgress(void* connection);
 
-  // What a file is told by: device and inode; and what tells that it was written to.
-  struct FileState {
-    std::uint64_t device = 0;
-    std::uint64_t inode = 0;
-    std::int64_t seconds = 0;
-    std::int64_t nanoseconds = 0;
-    std::int64_t size = 0;
-    bool operator==(const FileState&) const = default;
-  };
-  static XCode readState(const String& path, FileState& state);
+  static XCode readState(const String& path, KX::FileState& state);
 
   String title_;
   sqlite3* handle_ = nullptr;
   std::shared_ptr<WriteAheadLog::Hold> hold_;
-  FileState opened_;
+  KX::FileState opened_;
   bool isFile_ = false;  // with the tables
   // The database file, links resolved, where it is in WAL mode; empty otherwise.
   std::string logged_;

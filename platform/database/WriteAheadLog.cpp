@@ -88,7 +88,7 @@ XCode Hold::take(const std::string& databaseFile, unsigned milliseconds) {
 bool Hold::isStillGood(const std::string& databaseFile) const {
   struct stat status {};
   if (stat((databaseFile + SHARED_SUFFIX).c_str(), &status) != 0) return descriptor_ < 0;
-  return descriptor_ >= 0 && status.st_dev == device_ && status.st_ino == inode_;
+  return descriptor_ >= 0 && KX::FileState::of(status).isSameFile(file_);
 }
 
 void Hold::release() { static_cast<void>(lock(F_UNLCK)); }
@@ -100,8 +100,7 @@ XCode Hold::openShared(const std::string& databaseFile) {
   if (descriptor_ < 0) return errno == ENOENT ? XCode() : XCode::fromErrno(errno);
   struct stat status {};
   if (fstat(descriptor_, &status) != 0) return XCode::fromErrno(errno);
-  device_ = status.st_dev;
-  inode_ = status.st_ino;
+  file_ = KX::FileState::of(status);
   return XCode();
 }
 

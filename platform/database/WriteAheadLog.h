@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <cstdint>
 #include <string>
 
+#include "platform/base/FileState.h"
 #include "platform/base/String.h"
 #include "platform/base/XCode.h"
 
@@ -47,8 +47,7 @@ class Hold {
   bool lock(short kind) const;
 
   int descriptor_ = -1;
-  std::uint64_t device_ = 0;
-  std::uint64_t inode_ = 0;
+  KX::FileState file_;
 };
 
 }  // namespace WriteAheadLog

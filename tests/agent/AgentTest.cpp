@@ -57,6 +57,32 @@ TEST(AgentTest, APlanIsTakenAnewWhereTheClockWentBack) {
   std::filesystem::remove_all(folder);
 }
 
+TEST(AgentTest, APlanThatIsTooLongIsRefused) {
+  KX::NMS::Discovery::DiscoveryLog log(0);
+  KX::Testing::VirtualEventLoop loop;
+  char folder[] = "/tmp/kx-agent-XXXXXX";
+  ASSERT_NE(mkdtemp(folder), nullptr);
+  for (const bool isTooLong : {false, true}) {
+    Options options;
+    options.link = Options::LinkKind::UNIX;
+    options.socketPath = String::format("%s/socket", folder);
+    options.plan = String::format("%s/plan", folder);
+    std::ofstream plan(options.plan.c_str());
+    plan << "[{}";
+    for (std::size_t count = isTooLong ? 0 : 1; count < Agent::MOST_DESCRIPTIONS; ++count) plan << ",{}";
+    plan << "]";
+    plan.close();
+    Agent agent(loop, *KX::NMS::Discovery::MON, options);
+    ASSERT_TRUE(agent.start([] {}).isSuccess());
+    const std::string shown = agent.describe().c_str();
+    EXPECT_NE(shown.find(isTooLong ? "Updates Received: 0" : "Updates Received: 1"), std::string::npos);
+    EXPECT_EQ(log.capture().has(RTD::REFUSAL, "[agent] Plan refused: more than 32768 job descriptions"), isTooLong);
+    log.clear();
+    agent.stop();
+  }
+  std::filesystem::remove_all(folder);
+}
+
 TEST(AgentTest, WithoutAPlanNothingIsTakenAnew) {
   KX::NMS::Discovery::DiscoveryLog log(1);
   KX::Testing::VirtualEventLoop loop;

@@ -38,11 +38,11 @@ TEST(OptionsTest, RunHasItsDefaults) {
 
 TEST(OptionsTest, RunTakesAllOfItsOptions) {
   Options options;
-  ASSERT_TRUE(
-      parse({"run", "--link", "unix:/run/x", "--database=/d", "--plan", "/p", "--clear-before-update",
-             "--command-limit", "5", "--output-limit=0", "--message-limit", "7", "--log", "syslog", "--verbosity", "3"},
-            options)
-          .isSuccess());
+  ASSERT_TRUE(parse({"run", "--link", "unix:/run/x", "--database=/d", "--plan", "/p", "--clear-before-update",
+                     "--command-limit", "5", "--output-limit=0", "--message-limit", "7", "--node-limit", "9", "--log",
+                     "syslog", "--verbosity", "3"},
+                    options)
+                  .isSuccess());
   EXPECT_EQ(options.link, Options::LinkKind::UNIX);
   EXPECT_EQ(options.socketPath, "/run/x");
   EXPECT_EQ(options.database, "/d");
@@ -51,6 +51,7 @@ TEST(OptionsTest, RunTakesAllOfItsOptions) {
   EXPECT_EQ(options.processLimits.runSeconds, 5U);
   EXPECT_EQ(options.processLimits.outputBytes, 0U);
   EXPECT_EQ(options.messageLimit, 7U);
+  EXPECT_EQ(options.nodeLimit, 9U);
   EXPECT_EQ(options.log, Options::Log::SYSLOG);
   EXPECT_EQ(options.verbosity, 3U);
 }

@@ -139,7 +139,7 @@ class CommandLine(AgentTest):
                           ["run", "--link", "unix:"], ["run", "--link", "mqtt://host"], ["run", "--link", "mqtts://host"],
                           ["run", "--verbosity", "4"], ["run", "--verbosity", "-1"], ["run", "--verbosity", "1x"],
                           ["run", "--verbosity", ""], ["run", "--log", "paper"], ["run", "--command-limit", "4294967296"],
-                          ["run", "--output-limit", "many"], ["run", "--message-limit", "-5"], ["run", "--json"],
+                          ["run", "--output-limit", "many"], ["run", "--message-limit", "-5"], ["run", "--node-limit", "few"], ["run", "--json"],
                           ["scan", "--plan", "x"], ["scan", "--interface", "("], ["scan", "--link", "stdio"],
                           ["run", "--clear-before-update=yes"], ["run", "--database", ""], ["run", "--plan", ""],
                           ["scan", "--interface", ""], ["scan", "--service", ""], ["run", "--\x1b[2J\n"]):
@@ -210,6 +210,13 @@ class StdioLink(AgentTest):
         self.assertEqual([answer["kind"] for answer in answers], ["ack", "nak", "ack"])
         self.assertEqual([node["ipAddress"] for node in answers[2]["nodes"]], ["10.0.0.1"])
         self.assertEqual([answer["kind"] for answer in self.converse([large], "--message-limit", "0")], ["ack"])
+
+    def test_nodes_above_the_limit_are_not_kept(self):
+        add = request("addNodes", 1, nodes=[{"ipAddress": f"10.0.0.{i}"} for i in range(5)])
+        answers = self.converse([add, request("syncNodes", 2, nodes=[])], "--node-limit", "3")
+        self.assertEqual([node["ipAddress"] for node in answers[1]["nodes"]], ["10.0.0.0", "10.0.0.1", "10.0.0.2"])
+        answers = self.converse([add, request("syncNodes", 2, nodes=[])], "--node-limit", "0")
+        self.assertEqual(len(answers[1]["nodes"]), 5)
 
     def test_unknown_requests_and_services_are_refused(self):
         answers = self.converse([request("blinkNode", 1, nodes=[]), request("OnboardNodes", 2, nodes=[]),
