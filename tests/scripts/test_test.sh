@@ -62,7 +62,10 @@ expect "but not what takes long" no "$([[ $calls == *"check --all"* ]] || echo n
 run --long
 expect "--long has what takes long" *"check --all"* "$calls"
 run --full --arch armhf
-expect "--full has that and more" *"--preset armhf "*"check --all"*"--preset armhf "* "$calls"
+expect "--full has that and, once, 32-bit ARM" *"check --all"*"ctest --preset armhf "* "$calls"
+expect "once" 1 "$(grep -c '^ctest --preset armhf ' <<<"$calls")"
+run --full
+expect "also unasked" *"ctest --preset armhf "* "$calls"
 expect "CI runs everything" *"scripts/test --all --arch armhf" "$(<"$tree/.ci/run")"
 
 results="10 2 0" run
