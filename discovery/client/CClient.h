@@ -17,7 +17,6 @@ class CClient : public CInherit<CClient, CObject, IInfo> {
   // empty.
   CClient(const String& name, Repository& repository, Function<void()> onConnected,
           Function<void(Property::Value)> onJobDescriptions);
-  ~CClient() override;
 
   const String& name() const { return name_; }
   bool isConnected() const { return static_cast<bool>(connectedService_); }
@@ -34,6 +33,9 @@ class CClient : public CInherit<CClient, CObject, IInfo> {
 
   void getInfo(InfoContainer& container, unsigned maxLevel, unsigned level, unsigned maxColumn, unsigned column,
                const String& title) const override;
+
+ protected:
+  ~CClient() override;
 
  private:
   String name_;

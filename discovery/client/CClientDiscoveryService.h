@@ -33,6 +33,9 @@ class CClientDiscoveryService : public CInherit<CClientDiscoveryService, CServic
   // reported only when it changed a node. What cannot be sent is lost; the next full sync makes up for it.
   void sendJobStatusEvent(const Property::Value& job);
 
+ protected:
+  ~CClientDiscoveryService() override = default;
+
  private:
   class SyncServices;
   struct ExportCounts {

@@ -19,7 +19,6 @@ class JobNodeScan final : public Job {
  public:
   JobNodeScan(KXEventLoop& loop, Repository& repository, const String& name, unsigned number,
               const Property::Value& description);
-  ~JobNodeScan() override;
 
   // The base's value and "scans": the value of each scan in order.
   Property::Value toPropertyValue() const override;
@@ -31,6 +30,8 @@ class JobNodeScan final : public Job {
   void cancel() override;
 
  private:
+  ~JobNodeScan() override;
+
   // One rule of the description's "interfaces".
   struct InterfaceDescription {
     KXPPtr<KXRegEx::Pattern> expression;  // null: any name

@@ -14,7 +14,6 @@ class JobSequence final : public Job {
  public:
   JobSequence(KXEventLoop& loop, Repository& repository, const String& name, unsigned number,
               const Property::Value& description);
-  ~JobSequence() override;
 
   // The base's value and "jobs": the value of each sub-job in order.
   Property::Value toPropertyValue() const override;
@@ -26,6 +25,8 @@ class JobSequence final : public Job {
   void cancel() override;
 
  private:
+  ~JobSequence() override;
+
   // A sub-job may be repeated thousands of times, so it is made when its turn comes; before that only a log of level 2
   // could tell.
   struct SubJob {

@@ -22,7 +22,6 @@ class Node : public RefCounted {
   static constexpr std::uint32_t INITIAL_SERVICE_SCANS = 2;
 
   Node() = default;
-  ~Node() override = default;
 
   bool isManual() const { return manual_; }
   bool isDiscovered() const { return discovered_; }
@@ -53,6 +52,9 @@ class Node : public RefCounted {
   Property::Value toPropertyValue(ServiceSelector selector, WireObjects& objects) const;
   void getInfo(InfoContainer& container, unsigned maxLevel, unsigned level, unsigned maxColumn, unsigned column,
                const String& title) const;
+
+ protected:
+  ~Node() override = default;
 
  private:
   friend class NodeList;

@@ -15,7 +15,6 @@ class JobServiceScan final : public Job {
  public:
   JobServiceScan(KXEventLoop& loop, Repository& repository, const String& id, unsigned number,
                  const Property::Value& description);
-  ~JobServiceScan() override;
 
   // Not needed without a node, and when the input file cannot be written.
   void prepare(bool& needed) override;
@@ -23,6 +22,8 @@ class JobServiceScan final : public Job {
   void cancel() override;
 
  private:
+  ~JobServiceScan() override;
+
   [[nodiscard]] XCode prepareServiceScanInputFile(bool& needed);
   [[nodiscard]] XCode writeInputFile(const KXVector<KXLWPtr<Node>>& nodes);
   [[nodiscard]] XCode writeLines(const KXVector<KXLWPtr<Node>>& nodes, const String& services);

@@ -15,7 +15,6 @@ class JobStatusScan final : public Job {
  public:
   JobStatusScan(KXEventLoop& loop, Repository& repository, const String& id, unsigned number,
                 const Property::Value& description);
-  ~JobStatusScan() override;
 
   // Not needed without a node, and when the input file cannot be written.
   void prepare(bool& needed) override;
@@ -23,6 +22,8 @@ class JobStatusScan final : public Job {
   void cancel() override;
 
  private:
+  ~JobStatusScan() override;
+
   [[nodiscard]] XCode prepareServiceScanInputFile(const KXVector<KXLWPtr<Node>>& nodes, bool& needed);
   [[nodiscard]] XCode writeInputFile(const KXVector<KXLWPtr<Node>>& nodes);
   [[nodiscard]] XCode writeLines(const Node& node);

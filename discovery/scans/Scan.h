@@ -20,7 +20,6 @@ class Scan final : public RefCountedUnlessBeingDestroying {
   // The parser belongs to the job and outlives the scan. The id is "ownerId.name".
   Scan(KXEventLoop& loop, const String& ownerId, const String& type, const String& name, const Shell::Command& command,
        const ScanOutputParser& parser);
-  ~Scan() override;
 
   // Emitted exactly once on each change of the status.
   Sig::Signal<void()> statusUpdated;
@@ -37,6 +36,8 @@ class Scan final : public RefCountedUnlessBeingDestroying {
                const String& title) const;
 
  private:
+  ~Scan() override;
+
   void successful(const Property::Value& result);
   void failed(const String& why);
   void failed(const XCode& code);

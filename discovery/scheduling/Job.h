@@ -35,6 +35,7 @@ class Job : public RefCountedUnlessBeingDestroying {
   // The id is "name.number".
   Job(KXEventLoop& loop, Repository& repository, const String& name, unsigned number,
       const Property::Value& description);
+  ~Job() override = default;
 
   // What every job begins its prepare, invoke and cancel with; false ends them, which is logged where it is a refusal.
   // The slots of the published state may release the job, so invoke and cancel keep it.

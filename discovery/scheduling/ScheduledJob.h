@@ -14,8 +14,6 @@ namespace KX::NMS::Discovery {
 class ScheduledJob : public RefCountedUnlessBeingDestroying {
  public:
   ScheduledJob(KXEventLoop& loop, Repository& repository, const Property::Value& description);
-  // Cancels a running job.
-  ~ScheduledJob() override;
 
   // Emitted with toPropertyValue() on every change of the status.
   Sig::Signal<void(Property::Value)> statusUpdated;
@@ -40,6 +38,10 @@ class ScheduledJob : public RefCountedUnlessBeingDestroying {
   Property::Value toPropertyValue() const;
   void getInfo(InfoContainer& container, unsigned maxLevel, unsigned level, unsigned maxColumn, unsigned column,
                const String& title) const;
+
+ protected:
+  // Cancels a running job.
+  ~ScheduledJob() override;
 
  private:
   void parseDescription(const Property::Value& description);

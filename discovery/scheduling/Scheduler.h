@@ -18,8 +18,6 @@ class Scheduler : public RefCountedUnlessBeingDestroying {
 
   // Starts the timer at once; it runs until the scheduler is destroyed.
   Scheduler(KXEventLoop& loop, Repository& repository);
-  // Cancels a running job. Whoever is to hear of that clears the scheduler first.
-  ~Scheduler() override;
 
   // Emitted with each status value of the running scheduled job.
   Sig::Signal<void(Property::Value)> statusUpdated;
@@ -35,6 +33,10 @@ class Scheduler : public RefCountedUnlessBeingDestroying {
 
   void getInfo(InfoContainer& container, unsigned maxLevel, unsigned level, unsigned maxColumn, unsigned column,
                const String& title) const;
+
+ protected:
+  // Cancels a running job. Whoever is to hear of that clears the scheduler first.
+  ~Scheduler() override;
 
  private:
   using JobList = KXVector<KXPtr<ScheduledJob>>;

@@ -22,6 +22,9 @@ class CObject : public KX::RefCountedUnlessBeingDestroying {
   // The object as the interface named, or null when it has no such interface.
   virtual void* queryInterface(KXInterfaceId) { return nullptr; }
 
+ protected:
+  ~CObject() override = default;
+
  private:
   mutable std::recursive_mutex lock_;
 };
@@ -39,4 +42,7 @@ class CInherit : public Base, public Interfaces... {
     if (id == kxInterfaceId<Derived>()) found = static_cast<Derived*>(this);
     return found != nullptr ? found : Base::queryInterface(id);
   }
+
+ protected:
+  ~CInherit() override = default;
 };

@@ -8,7 +8,8 @@
 namespace KX {
 
 // Base of objects that are shared within one thread. Such an object is created on the heap, starts without a
-// reference, and is destroyed by the release that drops its last one.
+// reference, and is destroyed by the release that drops its last one. Its class, like that of every counted object,
+// keeps its destructor to itself, so that the compiler refuses one on the stack.
 class RefCounted {
  public:
   RefCounted() = default;

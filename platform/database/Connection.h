@@ -24,7 +24,6 @@ class Connection final : public KX::RefCounted {
   explicit Connection(const String& title, std::shared_ptr<WriteAheadLog::Hold> hold = nullptr);
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
-  ~Connection() override;
 
   // Opened once. A file is only read, in whatever journal mode it is, and never mapped; it must hold the tables.
   [[nodiscard]] XCode openFile(const String& path);
@@ -54,6 +53,8 @@ class Connection final : public KX::RefCounted {
   sqlite3* handle() const { return handle_; }
 
  private:
+  ~Connection() override;
+
   XCode open(const String& name, int flags);
   XCode openLogged();
   bool hasChanged() const;

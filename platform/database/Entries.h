@@ -43,6 +43,9 @@ class Row : public KX::RefCounted {
   explicit Row(const Statement& row);
   std::int64_t id() const { return id_; }
 
+ protected:
+  ~Row() override = default;
+
  private:
   std::int64_t id_;
 };
@@ -53,6 +56,9 @@ class ContextIp final : public Row {
   static const char QUERY[];
   explicit ContextIp(const Statement& row);
   FieldString name;
+
+ private:
+  ~ContextIp() override = default;
 };
 
 // A network device of the kernel, by the name that commands take.
@@ -61,6 +67,9 @@ class DynIf final : public Row {
   static const char QUERY[];
   explicit DynIf(const Statement& row);
   FieldString name;
+
+ private:
+  ~DynIf() override = default;
 };
 
 // An IP interface under its configured name, and the network device that it is bound to, if any.
@@ -71,6 +80,9 @@ class IpInterface final : public Row {
   FieldString name;
   Reference<DynIf> dynIf;
   FieldEnum<IpIfState_, unsigned char> state;
+
+ private:
+  ~IpInterface() override = default;
 };
 
 // The subnet of an address: dotted quad, slash, 0 to 32.
@@ -89,6 +101,9 @@ class IpInterfaceAddress final : public Row {
   static const char QUERY[];
   explicit IpInterfaceAddress(const Statement& row);
   IpSubnet subnet;
+
+ private:
+  ~IpInterfaceAddress() override = default;
 };
 
 }  // namespace Entry

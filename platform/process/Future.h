@@ -19,6 +19,9 @@ class IFuture : public RefCountedUnlessBeingDestroying {
   // No further output callback comes after this; the termination still does, with the rest of the output.
   [[nodiscard]] virtual XCode close() = 0;
 
+ protected:
+  ~IFuture() override = default;
+
  private:
   mutable std::recursive_mutex lock_;
 };

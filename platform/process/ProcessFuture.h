@@ -37,6 +37,8 @@ class ProcessFuture final : public IFuture {
   void abandon();
 
  private:
+  ~ProcessFuture() override = default;
+
   using Take = void (ProcessFuture::*)(String);
 
   void onReadable(OutputPipe& pipe, Take take);

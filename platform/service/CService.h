@@ -50,6 +50,8 @@ class CService : public CInherit<CService, CObject> {
   bool hasRequestHandler(const String& name) const { return handlers_.find(name) != nullptr; }
 
  protected:
+  ~CService() override = default;
+
   // A name has one handler: the one registered last. Where a handler returns an error the nak goes out by itself;
   // success means that the handler has answered, or will.
   void registerRequestHandler(const String& name, RequestHandler handler);

@@ -21,7 +21,6 @@ class KXRegEx {
   class Pattern : public KX::RefCountedUnlessBeingDestroying {
    public:
     explicit Pattern(const String& source);
-    ~Pattern() override;
     std::recursive_mutex& getLock() const { return lock_; }
     const String& source() const { return source_; }
     // Searches; nothing is anchored by itself. A pattern that did not compile matches nothing.
@@ -29,8 +28,12 @@ class KXRegEx {
     // What the compiler says, or that the source is too long: "too long".
     XCode error() const;
 
+   protected:
+    ~Pattern() override;
+
    private:
     class Compiled;
+
     mutable std::recursive_mutex lock_;
     String source_;
     std::unique_ptr<Compiled> compiled_;
