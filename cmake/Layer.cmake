@@ -11,8 +11,6 @@ function(kx_layer name)
   kx_public_target(${name}-objects)
   # Nobody replaces single functions of the shared libraries, so they may call their own directly and inline them.
   target_compile_options(${name}-objects PRIVATE -fno-exceptions -fno-semantic-interposition -ffunction-sections)
-  # Nor does anybody look for their inline functions, whose names would be a good part of the library.
-  set_target_properties(${name}-objects PROPERTIES VISIBILITY_INLINES_HIDDEN ON)
   target_link_libraries(${name}-objects PRIVATE $<BUILD_INTERFACE:kxwarnings> ${arg_PRIVATE} PUBLIC ${arg_PUBLIC})
   set(KX_LAYER ${name})
   foreach(folder IN LISTS arg_FOLDERS)
@@ -30,7 +28,8 @@ function(kx_layer name)
     target_link_libraries(${name}${suffix} PRIVATE ${arg_PRIVATE} PUBLIC ${public_libraries})
     add_library(kxdiscovery::${name}${suffix} ALIAS ${name}${suffix})
   endforeach()
-  target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions)
+  # What they were linked with of static libraries is nobody's business either.
+  target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions -Wl,--exclude-libs,ALL)
   set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION 0)
   set_target_properties(${name}-static PROPERTIES OUTPUT_NAME ${name})
   install(TARGETS ${name} ${name}-static EXPORT kxdiscovery

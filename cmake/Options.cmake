@@ -7,12 +7,26 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_LINK_WHAT_YOU_USE OFF)
+# What a host calls bears KX_EXPORT; all else stays inside.
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+# What is built does not depend on where: neither by the paths of the sources nor by those of the libraries.
+add_compile_options($<$<CONFIG:Release>:-ffile-prefix-map=${CMAKE_SOURCE_DIR}=.>)
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE Release)
 endif()
 set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
 # A program takes of the static libraries what it calls, function by function.
 add_link_options(-Wl,--gc-sections)
+if(DISCOVERY_HARDENING)
+  # What dpkg-buildflags says for hardening=+all, but for what the compiler does by itself (PIE), and a look at each page of
+  # the stack before it is used, so that no object can reach over its end.
+  add_compile_options(-fstack-protector-strong -fstack-clash-protection -Werror=format-security)
+  add_compile_definitions(_FORTIFY_SOURCE=2)
+  add_link_options(-Wl,-z,relro,-z,now)
+endif()
 # Code on pages of its own would be padded by some kilobytes in every file.
 add_link_options(-Wl,-z,noseparate-code)
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "discovery/client/CClientDiscoveryService.h"
+#include "platform/base/Export.h"
 #include "platform/monitor/InfoContainer.h"
 #include "platform/service/ServiceFactory.h"
 
@@ -11,7 +12,7 @@ namespace KX::NMS::Discovery {
 // the server opens the service, the new service is wired to the repository, which must outlive the client, and to this
 // client's callbacks. The host holds the client through a KXPPtr on the event loop's thread; its callbacks run inside
 // the service's start and inside a request's handling.
-class CClient : public CInherit<CClient, CObject, IInfo> {
+class KX_EXPORT CClient : public CInherit<CClient, CObject, IInfo> {
  public:
   // onConnected is called each time the service starts; onJobDescriptions gets the server's scan plans. Both may be
   // empty.

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "platform/base/Export.h"
 #include "platform/monitor/Monitor.h"
 
 namespace KX::NMS::Discovery {
 
 // The discovery module's monitor, set by the host before it creates anything else of the library; null for a library
 // that logs nothing. The host owns it.
-extern RTD::Monitor* MON;
+KX_EXPORT extern RTD::Monitor* MON;
 
 }  // namespace KX::NMS::Discovery
 

@@ -5,6 +5,7 @@
 
 #include "discovery/common/NodeStatus.h"
 #include "discovery/repository/WireObjects.h"
+#include "platform/base/Export.h"
 #include "platform/base/KXPtr.h"
 #include "platform/base/KXStringHashTable.h"
 #include "platform/base/RefCounted.h"
@@ -15,7 +16,7 @@ namespace KX::NMS::Discovery {
 // One network device that the discovery service knows of, found by a scan (discovered) or handed in by the server
 // (manual). The repository creates and owns nodes and is alone in changing what it keeps of them; jobs and request
 // handlers hold one for the length of an operation, and may still hold it when it has been removed. One thread.
-class Node : public RefCounted {
+class KX_EXPORT Node : public RefCounted {
  public:
   enum ServiceSelector : unsigned { WithServices = 0, WithoutServices = 1 };
   // How many service scans a new node is owed.

@@ -5,6 +5,7 @@
 
 #include "discovery/repository/NodeList.h"
 #include "discovery/repository/ServiceTables.h"
+#include "platform/base/Export.h"
 
 namespace KX::NMS::Discovery {
 
@@ -19,7 +20,7 @@ namespace KX::NMS::Discovery {
 // It holds at most as many nodes as the host allows: further ones are not created, known ones are updated as ever.
 //
 // In all operations an output flag may be null; one that is given is first set to false.
-class Repository {
+class KX_EXPORT Repository {
  public:
   // What an already known physical address means to addDiscoveredNode: the caller's view replaces the node's fields (a
   // scan), or the node keeps them (the server's copy).

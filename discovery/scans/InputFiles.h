@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/base/FileState.h"
 #include "platform/base/String.h"
 
@@ -16,7 +17,7 @@ class InputFile;
 // many, for their job description or in all. Only a file goes that this object has seen written and that nobody has
 // touched since, and never one that a job still uses. The loop owns it (KXEventLoop::ownService); a test provides one
 // with a folder of its own.
-class InputFiles {
+class KX_EXPORT InputFiles {
  public:
   InputFiles() : InputFiles("/tmp"_s) {}
   explicit InputFiles(const String& folder) : folder_(folder) {}

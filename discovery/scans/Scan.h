@@ -3,6 +3,7 @@
 
 #include "discovery/common/Status.h"
 #include "discovery/scans/ScanOutputParser.h"
+#include "platform/base/Export.h"
 #include "platform/base/RefCounted.h"
 #include "platform/loop/Signal.h"
 #include "platform/process/Command.h"
@@ -15,7 +16,7 @@ namespace KX::NMS::Discovery {
 // which runs inside the call that changed the status and may release the scan. A scan that is destroyed while its
 // command runs kills the command first. Event loop thread only; the handle of the command is all that it shares with
 // the shell.
-class Scan final : public RefCountedUnlessBeingDestroying {
+class KX_EXPORT Scan final : public RefCountedUnlessBeingDestroying {
  public:
   // The parser belongs to the job and outlives the scan. The id is "ownerId.name".
   Scan(KXEventLoop& loop, const String& ownerId, const String& type, const String& name, const Shell::Command& command,

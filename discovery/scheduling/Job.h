@@ -3,6 +3,7 @@
 
 #include "discovery/common/Status.h"
 #include "discovery/repository/Repository.h"
+#include "platform/base/Export.h"
 #include "platform/base/RefCounted.h"
 #include "platform/loop/Signal.h"
 
@@ -12,7 +13,7 @@ namespace KX::NMS::Discovery {
 // as the job's status value. A scheduled job, or a sequence, creates a job, calls prepare once and, when the job is
 // needed, invoke once; cancel may come at any time. Everything runs on the event loop's thread, and slots run inside
 // the call that changes the state: when successful, failed or cancel return, the owner may have retired the job.
-class Job : public RefCountedUnlessBeingDestroying {
+class KX_EXPORT Job : public RefCountedUnlessBeingDestroying {
  public:
   // Emitted with toPropertyValue() on every accepted change of state.
   Sig::Signal<void(Property::Value)> statusUpdated;
@@ -62,7 +63,7 @@ class Job : public RefCountedUnlessBeingDestroying {
 
 // A new job of the given scan type ("node", ...; compared exactly), or null for any other. Declared here for whoever
 // runs jobs, and defined where all job classes are known.
-KXPtr<Job> createJobOfType(const String& scanType, KXEventLoop& loop, Repository& repository, const String& name,
-                           unsigned number, const Property::Value& description);
+KX_EXPORT KXPtr<Job> createJobOfType(const String& scanType, KXEventLoop& loop, Repository& repository,
+                                     const String& name, unsigned number, const Property::Value& description);
 
 }  // namespace KX::NMS::Discovery

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "discovery/scheduling/ScheduledJob.h"
+#include "platform/base/Export.h"
 #include "platform/base/KXVector.h"
 #include "platform/loop/KXEventTimeout.h"
 
@@ -12,7 +13,7 @@ namespace KX::NMS::Discovery {
 // through a counting pointer, and wires statusUpdated to the client. Event loop thread only. A job's cancelled state is
 // published inside cancel, so onJobStatusUpdated runs re-entrantly inside cancelRunningJob; see there. A slot may call
 // any operation and release the scheduler, which then stays until the operation under way has ended.
-class Scheduler : public RefCountedUnlessBeingDestroying {
+class KX_EXPORT Scheduler : public RefCountedUnlessBeingDestroying {
  public:
   static constexpr unsigned CHECK_INTERVAL_MS = 15000;
 

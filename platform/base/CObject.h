@@ -3,12 +3,13 @@
 
 #include <mutex>
 
+#include "platform/base/Export.h"
 #include "platform/base/RefCounted.h"
 
 // Names an interface at run time: every type has an address of its own.
 using KXInterfaceId = const void*;
 template <class T>
-inline constexpr char KX_INTERFACE_TAG = 0;
+KX_EXPORT inline constexpr char KX_INTERFACE_TAG = 0;
 template <class T>
 KXInterfaceId kxInterfaceId() {
   return &KX_INTERFACE_TAG<T>;
@@ -16,7 +17,7 @@ KXInterfaceId kxInterfaceId() {
 
 // Base of the objects that take part in the service framework: reference counted, with a recursive lock of its own, and
 // asked at run time which interfaces it has.
-class CObject : public KX::RefCountedUnlessBeingDestroying {
+class KX_EXPORT CObject : public KX::RefCountedUnlessBeingDestroying {
  public:
   std::recursive_mutex& getLock() const { return lock_; }
   // The object as the interface named, or null when it has no such interface.

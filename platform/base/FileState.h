@@ -3,13 +3,15 @@
 
 #include <cstdint>
 
+#include "platform/base/Export.h"
+
 struct stat;
 
 namespace KX {
 
 // What a file is told by, its device and inode, and what tells that somebody has written to it since. Unlike what the
 // system fills in, it has one size in every program, whatever that defines of the width of times and offsets.
-struct FileState {
+struct KX_EXPORT FileState {
   // As stat, lstat or fstat gave it.
   static FileState of(const struct stat& status);
 

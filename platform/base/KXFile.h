@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "platform/base/Export.h"
 #include "platform/base/XCode.h"
 
 // A file by its path, opened and closed any number of times. Writes go straight to the file, so a full disk is an error
 // of the write and not of the close. The descriptor is close-on-exec.
-class KXFile {
+class KX_EXPORT KXFile {
  public:
   // closeOnDestroy: the destructor closes an open file; otherwise the descriptor outlives the object. noFollow: opening
   // refuses a symbolic link, or anything else that is no regular file, at the last path component, without blocking on

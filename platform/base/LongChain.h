@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/base/KeyHash.h"
 
 namespace KX {
@@ -14,7 +15,7 @@ namespace KX {
 // fixed and easy to collide, so whoever names its keys can make chains of any length; with this, looking up, appending
 // and removing cost the same in each. The links and their keys stay with the table: the index knows their positions,
 // and asks for the key at a position where it needs one.
-class LongChain {
+class KX_EXPORT LongChain {
  public:
   static constexpr std::uint32_t NONE = 0xffffffffU;
 

@@ -3,6 +3,8 @@
 
 #include <cstddef>
 
+#include "platform/base/Export.h"
+
 namespace KX {
 
 // Exhausted memory ends the process: one line on stderr, exit status 70. Input is bounded, so no message and no scan
@@ -10,10 +12,10 @@ namespace KX {
 [[noreturn]] void outOfMemory();
 
 // malloc and realloc that do not return null.
-[[nodiscard]] void* allocate(std::size_t size);
-[[nodiscard]] void* reallocate(void* memory, std::size_t size);
+KX_EXPORT [[nodiscard]] void* allocate(std::size_t size);
+KX_EXPORT [[nodiscard]] void* reallocate(void* memory, std::size_t size);
 
 // Gives operator new the same end. A program calls it once at its start; the library leaves the host's handler alone.
-void endProcessWhenOutOfMemory();
+KX_EXPORT void endProcessWhenOutOfMemory();
 
 }  // namespace KX

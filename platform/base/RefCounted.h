@@ -4,13 +4,14 @@
 #include <cstdint>
 
 #include "platform/base/Count.h"
+#include "platform/base/Export.h"
 
 namespace KX {
 
 // Base of objects that are shared within one thread. Such an object is created on the heap, starts without a
 // reference, and is destroyed by the release that drops its last one. Its class, like that of every counted object,
 // keeps its destructor to itself, so that the compiler refuses one on the stack.
-class RefCounted {
+class KX_EXPORT RefCounted {
  public:
   RefCounted() = default;
   RefCounted(const RefCounted&) = delete;
@@ -51,7 +52,7 @@ class WeakLink {
 // Base of objects that several threads may hold and that may be called from their own destructor: once destruction has
 // begun, references are no longer counted, so whoever takes and drops one meanwhile does not destroy the object twice.
 // Bound calls (KX::Function) reach the object through a weak link until it expires.
-class RefCountedUnlessBeingDestroying {
+class KX_EXPORT RefCountedUnlessBeingDestroying {
  public:
   RefCountedUnlessBeingDestroying() = default;
   RefCountedUnlessBeingDestroying(const RefCountedUnlessBeingDestroying&) = delete;

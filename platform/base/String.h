@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "platform/base/Count.h"
+#include "platform/base/Export.h"
 
 template <class T>
 class KXVector;
@@ -15,7 +16,7 @@ class KXVector;
 // A byte string of up to 4 GiB that may hold NUL bytes. It is one pointer wide; copies share one buffer until one of
 // them is changed, and copies may be held by several threads. The text is always followed by a NUL. String literals
 // written as "text"_s need no memory at all.
-class String {
+class KX_EXPORT String {
  public:
   // The buffer behind a string: this header, then the text, then a NUL.
   struct Buffer {

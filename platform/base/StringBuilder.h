@@ -5,13 +5,14 @@
 #include <cstring>
 #include <string_view>
 
+#include "platform/base/Export.h"
 #include "platform/base/String.h"
 
 namespace KX {
 
 // Collects a text of unknown length piece by piece. A long text grows in the buffer that becomes the string, so it is
 // never copied; a short one costs a single allocation of the right size at its end.
-class StringBuilder {
+class KX_EXPORT StringBuilder {
  public:
   StringBuilder() = default;
   StringBuilder(const StringBuilder&) = delete;

@@ -3,11 +3,12 @@
 
 #include <cstdint>
 
+#include "platform/base/Export.h"
 #include "platform/base/String.h"
 
 // The result of an operation: code 0 is success, anything else an error, which may carry a text. System errors are
 // 1000 + errno with the system's text. Context goes in front of the text while an error passes up.
-class [[nodiscard]] XCode {
+class [[nodiscard]] KX_EXPORT XCode {
  public:
   static constexpr std::int32_t SUCCESS = 0;
   static constexpr std::int32_t GENERIC_ERROR = 1;

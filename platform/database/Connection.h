@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/base/Export.h"
 #include "platform/base/FileState.h"
 #include "platform/base/RefCounted.h"
 #include "platform/base/XCode.h"
@@ -18,7 +19,7 @@ namespace DB {
 // trusted: their views, triggers and functions are not run, values are limited to 1 MiB and a transaction to a number
 // of SQLite's steps, so that no content, however broken, ends or holds up the process. One thread; shared by the
 // database, the transaction and the queries that use it, so that none of them outlives it.
-class Connection final : public KX::RefCounted {
+class KX_EXPORT Connection final : public KX::RefCounted {
  public:
   // The title stands in front of all error texts. Connections to one file that follow each other share a hold.
   explicit Connection(const String& title, std::shared_ptr<WriteAheadLog::Hold> hold = nullptr);

@@ -13,6 +13,9 @@ String titleOf(const String& path) { return String::format("Configuration databa
 
 }  // namespace
 
+Database::Database() = default;
+Database::~Database() = default;
+
 XCode Database::open(const String& path) {
   KXLWPtr<Connection> connection(new Connection(titleOf(path), hold_));
   XCode result = connection->openFile(path);

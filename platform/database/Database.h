@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "platform/base/Export.h"
 #include "platform/base/KXPtr.h"
 #include "platform/base/XCode.h"
 #include "platform/database/Connection.h"
@@ -11,7 +12,7 @@ namespace DB {
 
 // The device configuration database. The host owns it and hangs it on its loop (KXEventLoop::provide<DB::Database>),
 // where transactions and queries find it; it outlives the loop's use of it. One thread.
-class Database {
+class KX_EXPORT Database {
  public:
   // What an in-memory database is filled from. It is asked before every transaction to bring the tables up to date, so
   // that they never change while someone reads.
@@ -23,7 +24,8 @@ class Database {
     ~Source() = default;
   };
 
-  Database() = default;
+  Database();
+  ~Database();
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;
 

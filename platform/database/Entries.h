@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "platform/base/Export.h"
 #include "platform/base/KXPtr.h"
 #include "platform/base/RefCounted.h"
 #include "platform/database/Fields.h"
@@ -27,7 +28,7 @@ class Reference {
   // False too for a reference that is set and names no row.
   bool isLoadable() const { return load() != nullptr; }
   // The row, or null where the reference is not loadable or no transaction runs.
-  Ptr<E> load() const;
+  KX_EXPORT Ptr<E> load() const;
   operator Ptr<E>() const { return load(); }
 
  private:
@@ -38,7 +39,7 @@ class Reference {
 // made from a row of its own QUERY. Fields whose column holds another type than it should have no value.
 namespace Entry {
 
-class Row : public KX::RefCounted {
+class KX_EXPORT Row : public KX::RefCounted {
  public:
   explicit Row(const Statement& row);
   std::int64_t id() const { return id_; }
@@ -51,7 +52,7 @@ class Row : public KX::RefCounted {
 };
 
 // A routing context of the device.
-class ContextIp final : public Row {
+class KX_EXPORT ContextIp final : public Row {
  public:
   static const char QUERY[];
   explicit ContextIp(const Statement& row);
@@ -62,7 +63,7 @@ class ContextIp final : public Row {
 };
 
 // A network device of the kernel, by the name that commands take.
-class DynIf final : public Row {
+class KX_EXPORT DynIf final : public Row {
  public:
   static const char QUERY[];
   explicit DynIf(const Statement& row);
@@ -73,7 +74,7 @@ class DynIf final : public Row {
 };
 
 // An IP interface under its configured name, and the network device that it is bound to, if any.
-class IpInterface final : public Row {
+class KX_EXPORT IpInterface final : public Row {
  public:
   static const char QUERY[];
   explicit IpInterface(const Statement& row);
@@ -86,7 +87,7 @@ class IpInterface final : public Row {
 };
 
 // The subnet of an address: dotted quad, slash, 0 to 32.
-class IpSubnet {
+class KX_EXPORT IpSubnet {
  public:
   explicit IpSubnet(std::optional<String> stored) : stored_(std::move(stored)) {}
   // An error, and the address untouched, where nothing is stored or what is stored is no subnet.
@@ -96,7 +97,7 @@ class IpSubnet {
   std::optional<String> stored_;
 };
 
-class IpInterfaceAddress final : public Row {
+class KX_EXPORT IpInterfaceAddress final : public Row {
  public:
   static const char QUERY[];
   explicit IpInterfaceAddress(const Statement& row);

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "platform/base/Export.h"
 #include "platform/base/XCode.h"
 #include "platform/database/Database.h"
 #include "platform/database/KernelTables.h"
@@ -16,7 +17,7 @@ namespace DB {
 // the thread that starts it. Changes are followed on the loop and reach the tables with the next transaction. When the
 // kernel had more to tell than could be held, the next transaction reads everything anew; so does every one on a loop
 // that cannot watch the socket. The host owns it; loop and database outlive it.
-class KernelInterfaces final : private Database::Source {
+class KX_EXPORT KernelInterfaces final : private Database::Source {
  public:
   KernelInterfaces(KXEventLoop& loop, Database& database) : loop_(loop), database_(database) {}
   KernelInterfaces(const KernelInterfaces&) = delete;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "platform/base/Export.h"
 #include "platform/database/Connection.h"
 #include "platform/database/Entries.h"
 #include "platform/database/Statement.h"
@@ -18,7 +19,7 @@ namespace DB {
 // It reads within the transaction that runs on the database of the calling thread's loop at begin, and yields nothing
 // more once that transaction has ended; without one it yields nothing at all. Trouble ends the walk and shows in the
 // transaction's commit. Walks may be nested.
-class Cursor {
+class KX_EXPORT Cursor {
  public:
   // What the query's parameters stand for; one without a value matches no row.
   using Keys = std::array<std::optional<std::int64_t>, 3>;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "platform/base/Export.h"
 #include "platform/base/KXPtr.h"
 #include "platform/base/String.h"
 #include "platform/database/Connection.h"
@@ -14,7 +15,7 @@ namespace DB {
 
 // A prepared statement. Whatever goes wrong is reported to its connection's transaction, and the statement then yields
 // no row. Columns count from 0, parameters from 1; a parameter that was not bound is NULL.
-class Statement {
+class KX_EXPORT Statement {
  public:
   Statement() = default;
   Statement(Connection& connection, const char* sql);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "platform/base/Export.h"
 #include "platform/base/KXPtr.h"
 #include "platform/base/XCode.h"
 #include "platform/database/Connection.h"
@@ -10,7 +11,7 @@ namespace DB {
 // A read transaction on the database that hangs on the calling thread's loop: from start to commit all queries see one
 // state, whatever is written meanwhile. One at a time on a database; a writer may have to wait for it, so it is for the
 // length of one walk. One that is destroyed without a commit is rolled back.
-class Transaction {
+class KX_EXPORT Transaction {
  public:
   Transaction() = default;
   Transaction(const Transaction&) = delete;

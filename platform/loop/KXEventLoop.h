@@ -8,13 +8,14 @@
 #include <utility>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/time/Clock.h"
 
 namespace KX {
 
 // A timer of a loop. Handlers that are due at the same time run in the order of their priorities (lower first), then of
 // their starts. The handler may start, stop or destroy its own event.
-class TimeoutEvent {
+class KX_EXPORT TimeoutEvent {
  public:
   virtual ~TimeoutEvent() = default;
   // Starts anew. A repeating event comes again a full period after it came: one that is late is not made up for, and
@@ -24,7 +25,7 @@ class TimeoutEvent {
 };
 
 // Anything else that a loop watches; destroying it ends the watch, also from inside its handler.
-class WatchEvent {
+class KX_EXPORT WatchEvent {
  public:
   virtual ~WatchEvent() = default;
 };
@@ -35,7 +36,7 @@ class WatchEvent {
 // belongs to the thread that created it and is that thread's current loop until it is destroyed. What an operation
 // needs and is not given (shell, database) hangs on the loop, where a test puts its own. There are two kinds:
 // UvEventLoop runs in real time, VirtualEventLoop (platform/testing) in simulated time.
-class KXEventLoop {
+class KX_EXPORT KXEventLoop {
  public:
   using Handler = std::function<void()>;
   enum Readiness : unsigned { READABLE = 1, WRITABLE = 2 };

@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 
+#include "platform/base/Export.h"
 #include "platform/base/String.h"
 #include "platform/base/XCode.h"
 #include "platform/loop/KXEventTimeout.h"
@@ -21,7 +22,7 @@ namespace KX {
 // flags as they are, since others may share it; hence sockets are written with MSG_DONTWAIT, anything else in pieces
 // that fit where poll sees room. A reader that is gone is an error on a socket, and elsewhere SIGPIPE, which the
 // program ignores.
-class LineWriter {
+class KX_EXPORT LineWriter {
  public:
   static constexpr std::size_t DEFAULT_BOUND = std::size_t{16} << 20U;
   // Called from the loop, never from inside send. It may destroy the writer.

@@ -7,6 +7,7 @@
 #include <optional>
 #include <set>
 
+#include "platform/base/Export.h"
 #include "platform/loop/KXEventLoop.h"
 
 namespace KX {
@@ -15,7 +16,7 @@ namespace KX {
 // its loop when the earliest due time has changed. Due times are whole milliseconds of the loop's steady clock, rounded
 // up, so that no timer comes early and timers that were started together with one delay are due together. Timers end
 // before their queue.
-class TimerQueue {
+class KX_EXPORT TimerQueue {
  public:
   using Milliseconds = std::int64_t;
 

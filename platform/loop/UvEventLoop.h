@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 
+#include "platform/base/Export.h"
 #include "platform/base/XCode.h"
 #include "platform/loop/KXEventLoop.h"
 
@@ -14,7 +15,7 @@ namespace KX {
 // and a loop with nothing to do sleeps until its earliest timer. A turn runs due timers first, then descriptors,
 // signals and posted calls as they arrived. Events are destroyed before their loop; posted calls that have not run by
 // then are dropped.
-class UvEventLoop final : public KXEventLoop {
+class KX_EXPORT UvEventLoop final : public KXEventLoop {
  public:
   UvEventLoop();
   ~UvEventLoop() override;

@@ -3,12 +3,13 @@
 
 #include <limits>
 
+#include "platform/base/Export.h"
 #include "platform/base/KXVector.h"
 #include "platform/base/String.h"
 #include "platform/property/Value.h"
 
 // Collects the labelled rows that objects show of themselves for diagnostics, in the order in which they are added.
-class InfoContainer {
+class KX_EXPORT InfoContainer {
  public:
   struct Row {
     unsigned level;
@@ -28,15 +29,16 @@ class InfoContainer {
 
 // A row with the label, and below it the value's members and elements, a level deeper each, as far as maxLevel; a
 // scalar stands in the row itself.
-void addInfoProperty(InfoContainer& container, unsigned level, unsigned column, const String& label,
-                     const KX::Property::Value& value, unsigned maxLevel = std::numeric_limits<unsigned>::max());
+KX_EXPORT void addInfoProperty(InfoContainer& container, unsigned level, unsigned column, const String& label,
+                               const KX::Property::Value& value,
+                               unsigned maxLevel = std::numeric_limits<unsigned>::max());
 
 // "yes" or "no".
-const char* YES_NO(bool value);
+KX_EXPORT const char* YES_NO(bool value);
 
 // What every object that shows itself offers. Rows deeper than maxLevel or maxColumn are left out; level and column are
 // those of the object's first row; title goes in front of its label.
-class IInfo {
+class KX_EXPORT IInfo {
  public:
   virtual void getInfo(InfoContainer& container, unsigned maxLevel, unsigned level, unsigned maxColumn, unsigned column,
                        const String& title) const = 0;

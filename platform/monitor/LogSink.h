@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "platform/base/Export.h"
 #include "platform/base/String.h"
 #include "platform/loop/LineWriter.h"
 
@@ -22,7 +23,7 @@ struct LogLine {
 
 // Where log lines go. A sink must not log itself, and neither waits nor fails: a line that it cannot
 // write is lost.
-class LogSink {
+class KX_EXPORT LogSink {
  public:
   virtual ~LogSink() = default;
   virtual void write(const LogLine& line) = 0;
@@ -35,7 +36,7 @@ String printable(const LogLine& line);
 // One line on stderr: time, monitor, kind, then prefix and text. Nobody waits for the reader of stderr: what it does
 // not take is queued and follows on the loop as there is room. Beyond a bound whole lines are dropped, and "n lines
 // lost" says how many once there is room again.
-class StderrSink final : public LogSink {
+class KX_EXPORT StderrSink final : public LogSink {
  public:
   // It goes before the loop does; what is queued then has a second to go out.
   explicit StderrSink(KXEventLoop& loop) : loop_(loop) {}
@@ -59,7 +60,7 @@ class StderrSink final : public LogSink {
 
 // The system log, under the program's name: traces are debug, refusals warnings, outcomes notices, successes info. One
 // such sink a process, since the system log has one identity.
-class SyslogSink final : public LogSink {
+class KX_EXPORT SyslogSink final : public LogSink {
  public:
   explicit SyslogSink(const String& program);
   ~SyslogSink() override;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "platform/base/Export.h"
 #include "platform/base/String.h"
 #include "platform/monitor/LogSink.h"
 
@@ -9,7 +10,7 @@ namespace RTD {
 // A module's source of log lines. Trace lines are written up to the monitor's verbosity: 1 for the course of events, 2
 // for details, 3 for incoming requests and raw command output. Lines of a fixed kind are written at every verbosity.
 // The host owns monitor and sink; a module without a monitor writes nothing. One thread.
-class Monitor {
+class KX_EXPORT Monitor {
  public:
   Monitor(const String& name, unsigned verbosity, LogSink& sink) : name_(name), verbosity_(verbosity), sink_(sink) {}
 

@@ -3,11 +3,12 @@
 
 #include <cstdint>
 
+#include "platform/base/Export.h"
 #include "platform/base/String.h"
 #include "platform/base/XCode.h"
 
 // An IPv4 address, alone or with the length of its subnet's prefix.
-class IpAddress {
+class KX_EXPORT IpAddress {
  public:
   // 0.0.0.0/0.
   IpAddress() = default;

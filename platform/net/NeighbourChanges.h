@@ -3,12 +3,13 @@
 
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/base/XCode.h"
 #include "platform/net/NeighbourTable.h"
 
 // What changes in the kernel's table of IPv4 neighbours, of the network namespace in which this was opened, as the
 // kernel tells it from then on. Takes no rights and never blocks.
-class NeighbourChanges {
+class KX_EXPORT NeighbourChanges {
  public:
   NeighbourChanges() = default;
   NeighbourChanges(const NeighbourChanges&) = delete;

@@ -7,6 +7,7 @@
 #include <optional>
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/base/String.h"
 
 struct mnl_socket;
@@ -15,7 +16,7 @@ struct mnl_socket;
 using MacAddress = std::array<std::uint8_t, 6>;
 
 // In upper case, as in "02:00:5E:00:00:0A".
-String toString(const MacAddress& address);
+KX_EXPORT String toString(const MacAddress& address);
 
 struct Neighbour {
   std::uint32_t address = 0;  // in host byte order
@@ -31,7 +32,7 @@ struct Neighbour {
 // The kernel's table of IPv4 neighbours, of the network namespace in which this was created. Each operation asks the
 // kernel anew and waits for its answer, which comes at once, for a second at most. Where it cannot be asked the table
 // is empty.
-class NeighbourTable {
+class KX_EXPORT NeighbourTable {
  public:
   struct Usage {
     std::size_t limit;  // a packet to one more neighbour is dropped after a successful send

@@ -3,6 +3,7 @@
 
 #include <initializer_list>
 
+#include "platform/base/Export.h"
 #include "platform/base/KXVector.h"
 #include "platform/base/String.h"
 #include "platform/base/XCode.h"
@@ -10,7 +11,7 @@
 namespace KX::Shell {
 
 // A command line together with its argument vector.
-class Command {
+class KX_EXPORT Command {
  public:
   // Split at blanks and tabs.
   Command(const String& line);

@@ -3,6 +3,7 @@
 
 #include <mutex>
 
+#include "platform/base/Export.h"
 #include "platform/base/KXPtr.h"
 #include "platform/base/RefCounted.h"
 #include "platform/base/XCode.h"
@@ -11,7 +12,7 @@ namespace KX {
 
 // The handle of something that runs elsewhere. It may be held by several threads: take its lock around each call
 // (KXLockPtr).
-class IFuture : public RefCountedUnlessBeingDestroying {
+class KX_EXPORT IFuture : public RefCountedUnlessBeingDestroying {
  public:
   std::recursive_mutex& getLock() const { return lock_; }
   // Sends the signal to the whole process group of the command; an error once the command has ended.

@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "platform/base/Export.h"
 #include "platform/loop/KXEventLoop.h"
 #include "platform/process/ChildWatch.h"
 #include "platform/process/ProcessFuture.h"
@@ -14,7 +15,7 @@ namespace KX::Shell {
 // Runs commands as child processes, any number at a time, each in a process group of its own, within the given limits.
 // It hangs itself on the loop, and goes before the loop does; what still runs then is killed and reaped without a
 // callback. A callback may destroy it.
-class ProcessRunner final : public Runner {
+class KX_EXPORT ProcessRunner final : public Runner {
  public:
   explicit ProcessRunner(KXEventLoop& loop, const ProcessLimits& limits = {},
                          ChildWatch::Way way = ChildWatch::Way::PIDFD);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include "platform/base/Export.h"
 #include "platform/base/String.h"
 #include "platform/base/XCode.h"
 #include "platform/loop/Function.h"
@@ -17,7 +18,7 @@ using Terminated = Function<void(XCode, String)>;
 using Output = Function<void(String)>;
 
 // What runs commands for a loop; it hangs on the loop (KXEventLoop::provide<Runner>) and outlives its commands.
-class Runner {
+class KX_EXPORT Runner {
  public:
   virtual ~Runner() = default;
   [[nodiscard]] virtual XCode invoke(const Command& command, Terminated terminated, Output output, Output errorOutput,
@@ -29,10 +30,10 @@ class Runner {
 // no callback will come, a program that is not found included. Otherwise output and errorOutput come as the command
 // prints, and terminated comes exactly once, never inside this call: success for exit status 0, else an error that
 // names the exit status, the signal or the bound that ended the command. future receives the handle of the command.
-[[nodiscard]] XCode invoke(const Command& command, Terminated terminated, Output output, Output errorOutput,
-                           Future<String>& future);
+KX_EXPORT [[nodiscard]] XCode invoke(const Command& command, Terminated terminated, Output output, Output errorOutput,
+                                     Future<String>& future);
 
 // Runs the command and waits for its end, holding the calling thread. Its output is thrown away.
-[[nodiscard]] XCode execute(const Command& command);
+KX_EXPORT [[nodiscard]] XCode execute(const Command& command);
 
 }  // namespace KX::Shell

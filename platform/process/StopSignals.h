@@ -3,6 +3,7 @@
 
 #include <signal.h>
 
+#include "platform/base/Export.h"
 #include "platform/process/Descriptor.h"
 
 namespace KX::Shell {
@@ -10,7 +11,7 @@ namespace KX::Shell {
 // The signals that ask a program to end, SIGTERM and SIGINT, as a descriptor that is readable from the first one on. A
 // loop can watch it, and what holds the loop can look at it, which no handler of the loop's could tell. Made at the
 // program's start, before any other thread; while it lives the two signals do nothing else.
-class StopSignals {
+class KX_EXPORT StopSignals {
  public:
   StopSignals();
   StopSignals(const StopSignals&) = delete;

@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/base/Export.h"
+
 namespace KX::Property {
 
 // Memory for the arrays and objects of one document. They are made in a row and mostly go together, so they are cut
@@ -12,7 +14,7 @@ namespace KX::Property {
 // its own size.
 //
 // One thread makes values with a slab; the values may outlive it and go to any thread.
-class Slab {
+class KX_EXPORT Slab {
  public:
   // Memory, and what it is given back with. It is aligned for values.
   struct Piece {

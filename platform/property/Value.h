@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/base/Export.h"
 #include "platform/base/String.h"
 #include "platform/base/XCode.h"
 #include "platform/property/JsonLimits.h"
@@ -22,7 +23,7 @@ struct ValueBlock;
 // A value like those of JSON: null, boolean, number, string, array or object, or unset, which is none of them. Integers
 // of 64 bits, signed and unsigned, are kept exactly. Objects keep their members in the order of insertion. Copies share
 // their contents until one of them is written, and copies may be held by several threads. Sixteen bytes wide.
-class Value {
+class KX_EXPORT Value {
  public:
   enum class Type : std::uint8_t { UNSET, NONE, BOOLEAN, SIGNED, UNSIGNED, DOUBLE, STRING, ARRAY, OBJECT };
 

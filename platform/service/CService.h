@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "platform/base/CObject.h"
+#include "platform/base/Export.h"
 #include "platform/base/KXStringHashTable.h"
 #include "platform/base/XCode.h"
 #include "platform/loop/Function.h"
@@ -20,7 +21,7 @@ namespace KX::NMS {
 // through a factory, starts it, hands it the requests and stops it, all on the loop's thread and under the service's
 // lock. Whoever holds the service longer than its session finds that it can no longer send. A handler may register and
 // unregister handlers, and end the session.
-class CService : public CInherit<CService, CObject> {
+class KX_EXPORT CService : public CInherit<CService, CObject> {
  public:
   using RequestHandler = KX::Function<XCode(const KX::Property::Value&)>;
 

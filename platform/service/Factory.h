@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <mutex>
 
+#include "platform/base/Export.h"
 #include "platform/base/KXPtr.h"
 #include "platform/base/KXVector.h"
 #include "platform/base/XCode.h"
@@ -21,7 +22,7 @@ enum class ProtocolPhase : unsigned { OPEN = 4 };
 
 // Creates the instances of one service. Not copied; a factory leaves the registry when it is destroyed, and must
 // outlive the sessions that name it.
-class ServiceFactoryIf {
+class KX_EXPORT ServiceFactoryIf {
  public:
   ServiceFactoryIf() = default;
   ServiceFactoryIf(const ServiceFactoryIf&) = delete;
@@ -37,7 +38,7 @@ class ServiceFactoryIf {
 // The process-wide registry of service factories. Several may carry one name, since a process may hold thousands of
 // clients: whoever opens a session names the factory. Every operation takes the lock itself; a caller that needs
 // several in one takes it around them. Any thread.
-class Factory final : public IInfo {
+class KX_EXPORT Factory final : public IInfo {
  public:
   struct Registration {
     String name;

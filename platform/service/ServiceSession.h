@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <string_view>
 
+#include "platform/base/Export.h"
 #include "platform/base/KXPtr.h"
 #include "platform/service/Factory.h"
 #include "platform/service/IChannel.h"
@@ -29,7 +30,7 @@ struct SessionOptions {
 // arrival, by the service or by a nak; malformed ones never reach the service. It is the service's channel. An open
 // session holds one service instance; opened again, it gets a new one. The session belongs to its connection and lives
 // on the loop's thread; it may be closed, but not destroyed, from inside receive.
-class ServiceSession final : public IChannel {
+class KX_EXPORT ServiceSession final : public IChannel {
  public:
   ServiceSession(const SessionOptions& options, ITransport& transport) : options_(options), transport_(transport) {}
   ServiceSession(const ServiceSession&) = delete;

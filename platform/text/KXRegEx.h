@@ -4,13 +4,14 @@
 #include <memory>
 #include <mutex>
 
+#include "platform/base/Export.h"
 #include "platform/base/KXPtr.h"
 #include "platform/base/RefCounted.h"
 #include "platform/base/String.h"
 #include "platform/base/XCode.h"
 
 // Regular expressions that come from the network: matching takes time linear in the input for every expression.
-class KXRegEx {
+class KX_EXPORT KXRegEx {
  public:
   static constexpr std::size_t MAX_SOURCE_BYTES = 1024;
   // So many of a thread's latest patterns are kept and shared by equal sources, also when nobody holds them. Each takes
@@ -18,7 +19,7 @@ class KXRegEx {
   static constexpr std::size_t KEPT_PATTERNS = 64;
 
   // A compiled expression. Shared and lockable: hold its lock (KXLockPtr) while reading the source and while matching.
-  class Pattern : public KX::RefCountedUnlessBeingDestroying {
+  class KX_EXPORT Pattern : public KX::RefCountedUnlessBeingDestroying {
    public:
     explicit Pattern(const String& source);
     std::recursive_mutex& getLock() const { return lock_; }

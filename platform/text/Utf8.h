@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <string_view>
 
+#include "platform/base/Export.h"
 #include "platform/base/String.h"
 
 // UTF-8 as Unicode defines it: no overlong forms, no surrogates, nothing above U+10FFFF. NUL is a character.
@@ -20,7 +21,7 @@ struct Utf8Step {
 };
 
 // The text is not empty.
-Utf8Step nextUtf8(std::string_view text);
+KX_EXPORT Utf8Step nextUtf8(std::string_view text);
 
 // The character that the text starts with; U+FFFD where it starts with none. The text is not empty.
 char32_t decodeUtf8(std::string_view text);
@@ -28,7 +29,7 @@ char32_t decodeUtf8(std::string_view text);
 // Where the first byte is that belongs to no character; the text's size when there is none.
 std::size_t validUtf8Prefix(std::string_view text);
 
-bool isValidUtf8(std::string_view text);
+KX_EXPORT bool isValidUtf8(std::string_view text);
 
 // The text with every byte sequence that is no UTF-8 replaced.
-String toValidUtf8(std::string_view text);
+KX_EXPORT String toValidUtf8(std::string_view text);

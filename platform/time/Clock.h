@@ -4,6 +4,7 @@
 #include <compare>
 #include <cstdint>
 
+#include "platform/base/Export.h"
 #include "platform/base/String.h"
 
 namespace KX {
@@ -11,7 +12,7 @@ namespace KX {
 // A point in time in microseconds since 1970-01-01 UTC, good for 70,000 years either way on every machine, with the
 // zone in which it is written for machines; or invalid. Eight bytes wide. Never blocks; values may be copied between
 // threads.
-class Clock {
+class KX_EXPORT Clock {
  public:
   enum Zone : unsigned { LOCAL = 0, UTC = 1 };
   enum Format : unsigned { MACHINE = 0, HUMAN = 1 };
