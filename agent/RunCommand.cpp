@@ -9,6 +9,31 @@
 #include "agent/Device.h"
 #include "platform/process/StopSignals.h"
 #include "program/Complaint.h"
+#include "program/ServiceNotifier.h"
+
+namespace {
+
+// A command that is waited for holds the loop, and many may follow one another: that is work, and no reason for
+// systemd's watchdog to end the agent.
+class WatchedRunner final : public KX::Shell::Runner {
+ public:
+  WatchedRunner(KX::Shell::Runner& runner, ServiceNotifier& notifier) : runner_(runner), notifier_(notifier) {}
+
+  XCode invoke(const KX::Shell::Command& command, KX::Shell::Terminated terminated, KX::Shell::Output output,
+               KX::Shell::Output errorOutput, KX::Future<String>& future) override {
+    return runner_.invoke(command, std::move(terminated), std::move(output), std::move(errorOutput), future);
+  }
+  XCode execute(const KX::Shell::Command& command) override {
+    notifier_.alive();
+    return runner_.execute(command);
+  }
+
+ private:
+  KX::Shell::Runner& runner_;
+  ServiceNotifier& notifier_;
+};
+
+}  // namespace
 
 int runCommand(const Options& options) {
   const KX::Shell::StopSignals stopSignals;
@@ -19,6 +44,9 @@ int runCommand(const Options& options) {
       loop.createDescriptorEvent(stopSignals.descriptor(), KXEventLoop::READABLE, [&loop](unsigned) { loop.stop(); });
   // The server's node actions hold the loop while their commands run.
   device.runner().endWaitsOn(stopSignals.descriptor());
+  ServiceNotifier notifier(loop);
+  WatchedRunner runner(*loop.service<KX::Shell::Runner>(), notifier);
+  loop.provide<KX::Shell::Runner>(&runner);
   XCode result = device.start(options);
   if (result.isErr()) return complain(result.toString());
   Agent agent(loop, device.monitor(), options);
@@ -29,6 +57,7 @@ int runCommand(const Options& options) {
   });
   result = agent.start(stop);
   if (result.isErr()) return complain(result.toString());
+  notifier.ready();
   loop.run();
   agent.stop();
   return 0;

@@ -3,12 +3,14 @@
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "kxdiscovery maintainers <maintainers@kxdiscovery.example.org>")
+set(CPACK_DEBIAN_PACKAGE_HOMEPAGE "https://kxdiscovery.example.org")
 set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_STRIP_FILES ON)
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL libraries development agent tools responder)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -38,15 +40,17 @@ macro(kx_package component name section summary text)
     DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} COMPONENT ${component})
 endmacro()
 
-# kx_package_service(COMPONENT UNIT MAKE_USERS FORGET): the scripts that dpkg runs for a package with a service. FORGET takes
-# back at a purge what was made in its lifetime.
+# kx_package_service(COMPONENT UNIT CONFIGURATION MAKE_USERS FORGET): the scripts that dpkg runs for a package with a service,
+# and the file that it leaves as it was edited. FORGET takes back at a purge what was made in its lifetime.
 # A function, since the arguments of a macro are no variables, and configure_file would put nothing in their places.
-function(kx_package_service component UNIT MAKE_USERS FORGET)
+function(kx_package_service component UNIT configuration MAKE_USERS FORGET)
   string(TOUPPER ${component} key)
   foreach(script postinst prerm postrm)
     configure_file(packaging/${script}.in packaging/${component}/${script} @ONLY)
     list(APPEND scripts ${CMAKE_BINARY_DIR}/packaging/${component}/${script})
   endforeach()
+  file(WRITE ${CMAKE_BINARY_DIR}/packaging/${component}/conffiles "${configuration}\n")
+  list(APPEND scripts ${CMAKE_BINARY_DIR}/packaging/${component}/conffiles)
   set(CPACK_DEBIAN_${key}_PACKAGE_CONTROL_EXTRA ${scripts} PARENT_SCOPE)
 endfunction()
 
@@ -67,7 +71,7 @@ kx_package(agent discovery-agent net "agent that finds the nodes on private netw
 "Runs the plan of a management server on the same device, or one scan by hand
 whose result it prints. The service is installed, but neither enabled nor
 started.")
-kx_package_service(agent discovery-agent.service : :)
+kx_package_service(agent discovery-agent.service /etc/default/discovery-agent : :)
 set(CPACK_COMPONENT_AGENT_DEPENDS libraries)
 set(CPACK_DEBIAN_AGENT_PACKAGE_RECOMMENDS "arp-scan, discovery-tools")
 
@@ -79,7 +83,8 @@ and hands one its organisation key.")
 kx_package(responder discovery-responder net "answers network discovery for a device"
 "The device's side of discovery-client. The service is installed, but neither
 enabled nor started.")
-kx_package_service(responder discovery-responder.service "systemd-sysusers discovery-responder.conf"
+kx_package_service(responder discovery-responder.service /etc/discovery/responder.conf
+  "systemd-sysusers discovery-responder.conf"
   "rm -rf /var/lib/discovery-responder
   if getent passwd discovery-responder >/dev/null; then userdel discovery-responder; fi")
 set(CPACK_DEBIAN_RESPONDER_PACKAGE_DEPENDS "systemd | systemd-standalone-sysusers")

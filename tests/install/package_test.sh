@@ -51,19 +51,25 @@ done
 completions=usr/share/bash-completion/completions
 expect_contents libkxdiscovery0 $folder/libkx{discovery,platform}.so
 expect_contents discovery-agent usr/bin/discovery-agent usr/lib/systemd/system/discovery-agent.service \
-  usr/share/man/man{1/discovery-agent.1,5/discovery-plan.5,5/discovery-database.5}.gz $completions/discovery-agent
+  usr/share/man/man{1/discovery-agent.1,5/discovery-plan.5,5/discovery-database.5}.gz $completions/discovery-agent \
+  etc/default/discovery-agent
 expect_contents discovery-tools usr/bin/{servicescan,discovery-client} \
   usr/share/man/man{1/servicescan.1,5/servicescan-targets.5,1/discovery-client.1}.gz $completions/{servicescan,discovery-client}
 expect_contents discovery-responder usr/sbin/discovery-responder usr/lib/systemd/system/discovery-responder.service \
-  usr/lib/sysusers.d/discovery-responder.conf usr/share/man/man8/discovery-responder.8.gz $completions/discovery-responder
+  usr/lib/sysusers.d/discovery-responder.conf usr/share/man/man8/discovery-responder.8.gz $completions/discovery-responder \
+  etc/discovery/responder.conf
 ! contents libkxdiscovery-dev |
   grep -vE "^usr/include/kxdiscovery/.*\.h$|^$folder/(libkx(discovery|platform)\.(a|so)|libkx(links|testing)\.a|cmake/|pkgconfig/kx)" ||
   fail "contents of libkxdiscovery-dev"
 
 for package in "${all[@]}"; do
+  [[ $(field "$package" Homepage) == https://* ]] || fail "$package has no home page"
   [[ $(field "$package" Description | wc -l) -ge 2 && $(field "$package" Maintainer) == *'<'*@*'>' ]] || fail "$package says too little"
 done
 expect_field libkxdiscovery0 Depends libc6 libstdc++6 libuv1 libre2-9 libsqlite3-0 libmnl0
+for package in libkxdiscovery0 libkxdiscovery-dev; do
+  [[ $(field "$package" Multi-Arch) == same ]] || fail "$package stands alone"
+done
 expect_field libkxdiscovery-dev Depends libkxdiscovery0 libuv1-dev libre2-dev libsqlite3-dev libmnl-dev
 expect_field discovery-agent Depends libkxdiscovery0 libc6 libstdc++6
 expect_field discovery-agent Recommends arp-scan discovery-tools
@@ -90,11 +96,28 @@ for package in discovery-agent discovery-responder; do
   [[ ! -e $root/etc/systemd ]] || fail "$package enables its service"
 done
 expect_line discovery-responder postinst "systemd-sysusers discovery-responder.conf"
+expect_line discovery-agent conffiles /etc/default/discovery-agent
+expect_line discovery-responder conffiles /etc/discovery/responder.conf
+dpkg-deb --control "$(deb libkxdiscovery0)" "$scratch/libkxdiscovery0"
+[[ ! -e $scratch/libkxdiscovery0/postinst ]] || fail "libkxdiscovery0 has a script"
 
 programs=("$root"/usr/{bin,sbin}/* "$root/$folder"/*.so.*.*)
 for program in "${programs[@]}"; do
   # shellcheck disable=SC2053  # $type is a pattern
   [[ $(file --brief "$program") == $type*" stripped" ]] || fail "$program is $(file --brief "$program")"
+done
+
+# Debian's hardening, as far as the files show it.
+elf() { LC_ALL=C readelf --wide "$@"; }
+for program in "${programs[@]}"; do
+  name=$(basename "$program")
+  elf --program-headers "$program" | grep -q ' GNU_RELRO ' || fail "$name: no RELRO"
+  elf --dynamic "$program" | grep -q 'FLAGS_1.*NOW' || fail "$name: its symbols are not bound at its start"
+  elf --program-headers "$program" | grep ' GNU_STACK ' | grep -qv 'RWE' || fail "$name: a stack that can be run"
+  elf --dyn-syms "$program" | grep -q '__stack_chk_fail' || fail "$name: no stack protector"
+  [[ $name == libkxdiscovery.so* ]] || elf --dyn-syms "$program" | grep -q 'UND __[a-z]*printf_chk' || fail "$name: not fortified"
+  [[ $name == *.so.* ]] || elf --dynamic "$program" | grep -q 'FLAGS_1.*PIE' || fail "$name: not position independent"
+  ! elf --dynamic "$program" | grep -E 'RPATH|RUNPATH' || fail "$name: looks for libraries elsewhere"
 done
 for program in "$root"/usr/{bin,sbin}/*; do
   version=$(LD_LIBRARY_PATH=$root/$folder "${run[@]}" "$program" --version)
@@ -109,8 +132,11 @@ if [[ $architecture == amd64 ]]; then
   for unit in discovery-agent discovery-responder; do
     sed "s|^ExecStart=/|&${root#/}/|" "$root/usr/lib/systemd/system/$unit.service" >"$scratch/$unit.service"
     systemd-analyze verify --man=no "$scratch/$unit.service"
+    systemd-analyze security --offline=true --threshold=20 --no-pager "$root/usr/lib/systemd/system/$unit.service" >"$scratch/security" ||
+      { cat "$scratch/security" >&2; fail "$unit.service is exposed"; }
+    grep -q '^MemoryMax=' "$scratch/$unit.service" && grep -q '^WatchdogSec=' "$scratch/$unit.service" || fail "$unit.service is not bounded"
   done
-  lintian --fail-on error --tag-display-limit 0 "$packages"/*_amd64.deb >"$scratch/lintian" ||
+  lintian --pedantic --fail-on error,warning,info,pedantic --tag-display-limit 0 "$packages"/*_amd64.deb >"$scratch/lintian" ||
     { cat "$scratch/lintian" >&2; fail "lintian"; }
 fi
 (cd "$packages" && stat -c '%8s bytes  %n' -- *_"$architecture.deb")

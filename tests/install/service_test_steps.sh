@@ -51,18 +51,43 @@ done
 
 echo "start: both run, the responder answers, the agent scans"
 make_lan
-mkdir -p /etc/discovery
 echo "RESPONDER_OPTIONS=\"--interface lan0 --model 'X 1' --supports-onboarding\"" >/etc/discovery/responder.conf
+for side in client responder; do
+  echo "lan:0123456789abcdef" >"/etc/discovery/$side.psk"
+  chmod 600 "/etc/discovery/$side.psk"
+done
 systemctl enable --now "${services[@]}"
 ip netns exec device discovery-responder --interface eth0 --model "X 2" --user nobody --state-directory /tmp &
 ip netns exec device discovery-client -j -i eth0 | tee /tmp/answer
 grep -qF '"model":"X 1"' /tmp/answer
-echo "organisation-key" >/var/lib/discovery-responder/kept
+# It has read its key, which is root's, has kept no right to do so, and writes where it may.
+ip netns exec device discovery-client -d 10.99.0.1 -o organisation-key
+grep -qx organisation-key /var/lib/discovery-responder/organisation-key
+responder=$(state discovery-responder MainPID)
+is "$(stat --format %U "/proc/$responder")" discovery-responder
+is "$(grep -c 'Cap\(Inh\|Prm\|Eff\|Amb\):.0*$' "/proc/$responder/status")" 4
 run_plan | tee /tmp/scan
 grep -qF '"status":"successful"' /tmp/scan
 # Its MAC address is from arp-scan, which needs the right to raw sockets, its model from discovery-client.
 grep -qE '"ipAddress":"10.99.0.2","physicalAddress":"[0-9A-F:]{17}"[^}]*"model":"[^"]*X 2"' /tmp/scan
 for service in "${services[@]}"; do is "$(state "$service" ActiveState)" active; done
+
+echo "watchdog: who turns its loop is left alone, who hangs is started anew"
+mkdir -p /run/systemd/system/discovery-responder.service.d
+printf '[Service]\nWatchdogSec=1\nRestartSec=0\n' >/run/systemd/system/discovery-responder.service.d/test.conf
+systemctl daemon-reload
+systemctl restart discovery-responder
+responder=$(state discovery-responder MainPID)
+sleep 3
+is "$(state discovery-responder MainPID)" "$responder"
+kill -STOP "$responder"
+for ((i = 0; i < 100; i++)); do
+  [[ $(state discovery-responder NRestarts) == 0 ]] || break
+  sleep 0.1
+done
+is "$(state discovery-responder NRestarts) $(state discovery-responder ActiveState)" "1 active"
+rm -r /run/systemd/system/discovery-responder.service.d
+systemctl daemon-reload
 
 echo "upgrade: what runs is restarted, what does not run is not started"
 before=$(pids)
@@ -81,11 +106,11 @@ pids=$(pids)
 mapfile -t packages < <(for package in /test/first/*.deb; do dpkg-deb --field "$package" Package; done)
 dpkg --remove "${packages[@]}"
 for pid in $pids; do [[ ! -d /proc/$pid ]] || fail "still runs: $(tr '\0' ' ' <"/proc/$pid/cmdline")"; done
-[[ -f /etc/discovery/responder.conf && -f /var/lib/discovery-responder/kept ]]
+[[ -f /etc/discovery/responder.conf && -f /var/lib/discovery-responder/organisation-key ]]
 
 echo "purge: nothing is left"
+rm /etc/discovery/{client,responder}.psk
 dpkg --purge "${packages[@]}"
-rm -rf /etc/discovery
 diff /tmp/before <(files)
 [[ -z $(getent passwd discovery-responder || true) ]]
 echo "ok: the packages do on a device what they should"

@@ -3,9 +3,11 @@
 
 #include <fcntl.h>
 #include <grp.h>
+#include <linux/capability.h>
 #include <pwd.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -42,11 +44,21 @@ XCode become(const passwd& user) {
   return XCode();
 }
 
+// What a unit gave a user that is not root. One call, for which libcap would be one more library on the device.
+XCode renounceCapabilities() {
+  __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+  const __user_cap_data_struct none[_LINUX_CAPABILITY_U32S_3] = {};
+  return syscall(SYS_capset, &header, none) == 0 ? XCode() : lastError("cannot renounce capabilities"_s);
+}
+
 }  // namespace
 
 XCode dropPrivileges(const String& user, const String& stateDirectory) {
   if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) return lastError("cannot renounce new privileges"_s);
-  if (geteuid() != 0) return ownDirectory(stateDirectory, nullptr);
+  if (geteuid() != 0) {
+    XCode result = ownDirectory(stateDirectory, nullptr);
+    return result.isErr() ? result : renounceCapabilities();
+  }
   const passwd* const entry = getpwnam(user.c_str());
   if (entry == nullptr) return XCode::error(String::format("no such user: %s", user.c_str()));
   XCode result = ownDirectory(stateDirectory, entry);

@@ -4,6 +4,7 @@
 #include "platform/base/Memory.h"
 #include "platform/loop/UvEventLoop.h"
 #include "program/Complaint.h"
+#include "program/ServiceNotifier.h"
 #include "program/StandardDescriptors.h"
 #include "tools/responder/DeviceActions.h"
 #include "tools/responder/Options.h"
@@ -30,8 +31,10 @@ XCode serve(const Options& options) {
   Server server(loop, {options.interface, options.description, preSharedKey}, actions);
   if (result.isSuccess()) result = server.open();
   if (result.isErr()) return result;
+  ServiceNotifier notifier(loop);
   const auto terminate = loop.createSignalEvent(SIGTERM, [&loop] { loop.stop(); });
   const auto interrupt = loop.createSignalEvent(SIGINT, [&loop] { loop.stop(); });
+  notifier.ready();
   loop.run();
   return XCode();
 }
