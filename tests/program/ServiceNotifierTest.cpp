@@ -53,7 +53,7 @@ class ServiceNotifierTest : public testing::Test {
 };
 
 TEST_F(ServiceNotifierTest, TellsThatTheServiceIsReadyAndThatItStops) {
-  std::optional<ServiceNotifier> notifier(loop_);
+  std::optional<ServiceNotifier> notifier(std::in_place, loop_);
   EXPECT_EQ(heard(), "");
   notifier->ready();
   EXPECT_EQ(heard(), "READY=1\n");
@@ -84,11 +84,13 @@ TEST_F(ServiceNotifierTest, WithoutAWatchdogNoTimerRuns) {
     SCOPED_TRACE(of);
     if (std::string(of) == "nobody") unsetenv("WATCHDOG_USEC");
     setenv("WATCHDOG_PID", std::to_string(getppid()).c_str(), 1);
-    ServiceNotifier notifier(loop_);
-    notifier.ready();
+    std::optional<ServiceNotifier> notifier(std::in_place, loop_);
+    notifier->ready();
     loop_.advance(3600000ms);
-    notifier.alive();
+    notifier->alive();
     EXPECT_EQ(heard(), "READY=1\n");
+    notifier.reset();
+    EXPECT_EQ(heard(), "STOPPING=1\n");
   }
 }
 

@@ -5,6 +5,7 @@
 
 #include <chrono>
 
+#include "platform/base/Export.h"
 #include "platform/net/NeighbourTable.h"
 
 namespace {
@@ -14,8 +15,8 @@ bool isSilent = false;
 }  // namespace
 
 // In place of the C library's: while the kernel is to be silent, it does not even hear the question.
-extern "C" ssize_t sendto(int descriptor, const void* data, std::size_t size, int flags, const sockaddr* address,
-                          socklen_t addressLength) {
+extern "C" KX_EXPORT ssize_t sendto(int descriptor, const void* data, std::size_t size, int flags,
+                                    const sockaddr* address, socklen_t addressLength) {
   using Send = ssize_t (*)(int, const void*, std::size_t, int, const sockaddr*, socklen_t);
   static const auto send = reinterpret_cast<Send>(dlsym(RTLD_NEXT, "sendto"));
   return isSilent ? static_cast<ssize_t>(size) : send(descriptor, data, size, flags, address, addressLength);
