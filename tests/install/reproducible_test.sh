@@ -7,7 +7,6 @@ source=$(cd "$(dirname "$0")/../.." && pwd)
 architecture=$1
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
-sides=0
 copy="$scratch/another folder of these sources"
 
 mkdir "$copy"
@@ -18,10 +17,10 @@ for package in "$source"/build/packages/*_"$architecture.deb"; do
   cmp "$package" "$copy/build/packages/$(basename "$package")" || {
     for side in "$source" "$copy"; do
       dpkg-deb --raw-extract "$side/build/packages/$(basename "$package")" "$scratch/unpacked"
-      (cd "$scratch/unpacked" && find . -type f -exec sha256sum {} + | sort -k2) >"$scratch/sums.$((++sides))"
+      (cd "$scratch/unpacked" && find . -type f -exec sha256sum {} + | sort -k2) >>"$scratch/sums"
       rm -r "$scratch/unpacked"
     done
-    diff "$scratch"/sums.*
+    sort -k2 "$scratch/sums" | uniq -u  # what is the same on both sides goes
     exit 1
   }
 done
