@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "discovery/common/Limits.h"
+#include "discovery/common/LogText.h"
 #include "discovery/common/Validation.h"
 #include "platform/text/KXRegEx.h"
 #include "platform/text/Unseen.h"
@@ -49,7 +50,8 @@ XCode checkInterfaces(const Value& description, bool isOutermost) {
     const auto pattern = KXRegEx::COMPILE_EXPRESSION(source);
     const XCode error = pattern == nullptr ? XCode() : pattern->error();
     if (error.isErr()) {
-      return XCode::error(String::format("Invalid interface regex %s: %s", source.c_str(), error.toString().c_str()));
+      return XCode::error(
+          String::format("Invalid interface regex %s: %s", inLog(source).c_str(), inLog(error.toString()).c_str()));
     }
   }
   return XCode();

@@ -3,6 +3,7 @@
 
 #include <ctime>
 
+#include "discovery/common/LogText.h"
 #include "discovery/common/Validation.h"
 
 namespace KX::NMS::Discovery {
@@ -51,7 +52,7 @@ XCode findNextMatch(const String& specification, const Clock& now, Clock& next) 
     cron_parse_expr(specification.c_str(), &expression, &error);
   }
   if (error != nullptr) {
-    return XCode::error(String::format("Invalid cron specification %s: %s", specification.c_str(), error));
+    return XCode::error(String::format("Invalid cron specification %s: %s", inLog(specification).c_str(), error));
   }
   const std::int64_t match = cron_next(&expression, static_cast<std::time_t>(now.toTime().seconds));
   if (match == -1) {
@@ -64,7 +65,7 @@ XCode findNextMatch(const String& specification, const Clock& now, Clock& next) 
 XCode readFirstRun(const String& text, const Clock& now, Clock& firstRun) {
   firstRun = text == "now" ? now : Clock(text, Clock::LOCAL, 0);
   if (firstRun.isValid()) return XCode();
-  return XCode::error(String::format("Invalid first run time: %s", text.c_str()));
+  return XCode::error(String::format("Invalid first run time: %s", inLog(text).c_str()));
 }
 
 }  // namespace

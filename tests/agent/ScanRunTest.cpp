@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "agent/ScanRun.h"
+#include "discovery/scans/InputFiles.h"
 #include "platform/testing/FakeShell.h"
 #include "platform/testing/VirtualEventLoop.h"
 
@@ -46,6 +47,10 @@ class ScanRunTest : public testing::Test {
     run_ = std::make_unique<ScanRun>(loop_, repository_, options_, "scan-run-test"_s, std::move(search));
     shell_.onPrefix("/usr/bin/servicescan").hangs();
     run_->start([this] { ++ends_; });
+  }
+  ~ScanRunTest() override {
+    run_.reset();
+    loop_.ownService<KX::NMS::Discovery::InputFiles>().clear();
   }
   void find(const char* address, const char* mac) {
     static_cast<void>(

@@ -114,6 +114,7 @@ TEST(ValidationWhatTest, RefusesARegexThatDoesNotCompile) {
             "Invalid interface regex (LAN: missing ): (LAN");
   EXPECT_EQ(check(R"({"interfaces":[{"regex":"*"}]})"),
             "Invalid interface regex *: no argument for repetition operator: *");
+  EXPECT_EQ(check(R"({"interfaces":[{"regex":"a\u0000("}]})"), "Invalid interface regex a\\x00(: missing ): a\\x00(");
 }
 
 TEST(ValidationWhatTest, RefusesARegexOfMoreThan1024Bytes) {

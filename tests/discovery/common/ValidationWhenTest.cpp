@@ -126,7 +126,8 @@ TEST_F(ValidationWhenTest, ErrorsNameTheSpecificationInItsSixFieldForm) {
 }
 
 TEST_F(ValidationWhenTest, SpecificationWithANulIsRefusedAsAWhole) {
-  EXPECT_EQ(check(R"("0 0 3 * * *\u0000 and more")"), "Invalid cron specification 0 0 3 * * *: embedded NUL");
+  EXPECT_EQ(check(R"("0 0 3 * * *\u0000 and more")"),
+            "Invalid cron specification 0 0 3 * * *\\x00 and more: embedded NUL");
 }
 
 TEST_F(ValidationWhenTest, SpecificationThatNeverMatchesIsRefused) {
@@ -138,6 +139,7 @@ TEST_F(ValidationWhenTest, SpecificationThatNeverMatchesIsRefused) {
 TEST_F(ValidationWhenTest, FirstRunThatIsNoTimeIsRefused) {
   EXPECT_EQ(check(R"({"firstRun":"tomorrow"})"), "Invalid first run time: tomorrow");
   EXPECT_EQ(check(R"({"firstRun":""})"), "Invalid first run time: ");
+  EXPECT_EQ(check(R"({"firstRun":"now\u0000x"})"), "Invalid first run time: now\\x00x");
   EXPECT_EQ(check(R"({"firstRun":"Now"})"), "Invalid first run time: Now");
   EXPECT_EQ(check(R"({"cron":"0 0 3 * * *","firstRun":"2026-02-30T00:00:00Z"})"),
             "Invalid first run time: 2026-02-30T00:00:00Z");
