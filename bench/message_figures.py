@@ -16,7 +16,7 @@ MEBIBYTE = 1 << 20
 
 def measure(*command):
     """Peak and rest in bytes by kind and by size in MiB, the size as the limit that just lets the message pass."""
-    return {(" ".join(kind), -(-int(size) // MEBIBYTE)): (int(peak), int(kept))
+    return {(" ".join(kind).removesuffix(" (refused)"), -(-int(size) // MEBIBYTE)): (int(peak), int(kept))
             for size, *kind, peak, kept in lines_of(*map(str, command))}
 
 
