@@ -21,8 +21,8 @@ struct Options {
   LinkKind link = LinkKind::STDIO;
   String socketPath;
   String scanTool;  // empty: where the library looks for it; of run
-  String database;     // empty: the kernel's interfaces
-  String plan;         // empty: none
+  String database;  // empty: the kernel's interfaces
+  String plan;      // empty: none
   Log log = Log::STDERR;
   unsigned verbosity = 0;
   bool clearBeforeUpdate = false;

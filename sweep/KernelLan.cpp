@@ -103,7 +103,7 @@ void KernelLan::readRefusals(int socket, Heard& heard) {
     if (recvmsg(socket, &header, MSG_ERRQUEUE | MSG_DONTWAIT) < 0) return;
     for (cmsghdr* part = CMSG_FIRSTHDR(&header); part != nullptr; part = CMSG_NXTHDR(&header, part)) {
       if (part->cmsg_level != SOL_IP || part->cmsg_type != IP_RECVERR) continue;
-      const auto* const error = reinterpret_cast<const sock_extended_err*>(CMSG_DATA(part));
+      auto* const error = reinterpret_cast<sock_extended_err*>(CMSG_DATA(part));
       const auto* const sender = reinterpret_cast<const sockaddr_in*>(SO_EE_OFFENDER(error));
       if (error->ee_origin != SO_EE_ORIGIN_ICMP || sender->sin_addr.s_addr != asked.sin_addr.s_addr) continue;
       heard.alive.push_back(ntohl(asked.sin_addr.s_addr));

@@ -32,10 +32,10 @@ build_with_cmake() {  # PREFIX SOURCE BUILD [OPTION…]
 }
 
 build_with_pkg_config() {  # PREFIX STATIC SOURCE PROGRAM PACKAGE…
-  local flags
+  local flags linked=()
+  [[ $2 == OFF ]] || linked=(--static)
   # pkg-config knows what a static library needs, but not how to ask for one.
-  flags=$(PKG_CONFIG_PATH=$(libraries_in "$1")/pkgconfig pkg-config --cflags --libs \
-    $([[ $2 == OFF ]] || echo --static) "${@:5}")
+  flags=$(PKG_CONFIG_PATH=$(libraries_in "$1")/pkgconfig pkg-config --cflags --libs "${linked[@]}" "${@:5}")
   [[ $2 == OFF ]] || flags=$(sed -E 's/-l(kx[a-z]+)/-l:lib\1.a/g' <<<"$flags")
   # shellcheck disable=SC2086  # words
   ccache c++ -std=c++20 ${CXXFLAGS:-} -c -o "$4.o" "$3" $flags && c++ ${CXXFLAGS:-} -o "$4" "$4.o" $flags
