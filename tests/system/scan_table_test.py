@@ -412,7 +412,7 @@ class Output(Scan):
     def test_signals_end_it_with_what_was_found_and_leave_no_child(self):
         for number in (signal.SIGINT, signal.SIGHUP):
             (self.folder / "asked").unlink(missing_ok=True)
-            self.environment["SERVICESCAN_SECONDS"] = "45"
+            self.write("seconds", "45")
             agent = self.start(stdout=subprocess.PIPE, stderr=subprocess.PIPE)
             deadline = time.monotonic() + TIMEOUT
             while not (self.folder / "asked").exists():
